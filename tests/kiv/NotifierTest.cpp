@@ -1,0 +1,151 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <stdexcept>
+
+#include "kiv/Record.h"
+
+namespace {
+
+#define TEST_RECORD_ATTRS(ATTR, COLL)  \
+  ATTR(U32, priority, Priority, 100)   \
+  ATTR(bool, preempt, Preempt, false)  \
+  COLL(U32, bool, addrs, Addrs)
+
+class TestRecord : public Kiv::NotifierBase {
+  KIV_RECORD(TestRecord, Kiv::String8, name, TEST_RECORD_ATTRS)
+};
+
+// A reactor that logs what it is told and can run an extra action per call.
+class Logger : public TestRecord::NotifieeConst {
+ public:
+  Logger(const Kiv::Ptr<const TestRecord>& r, std::string tag, std::vector<std::string>* log)
+      : NotifieeConst(r), tag_(std::move(tag)), log_(log) {}
+  void onPriority() override { record("priority"); }
+  void onAddrs(const U32& k) override { record("addrs[" + std::to_string(k) + "]"); }
+  void onAddrs() override { record("addrs"); }
+  void onNotifier() override { record("notifier"); }
+  void onNotificationException(Kiv::AttributeId id) override {
+    record("exception " + std::to_string(id));
+  }
+  std::function<void()> action;
+
+ private:
+  void record(const std::string& what) {
+    log_->push_back(tag_ + ":" + what);
+    if (action) action();
+  }
+  std::string tag_;
+  std::vector<std::string>* log_;
+};
+
+struct NotifierTest : ::testing::Test {
+  Kiv::Ptr<TestRecord> rec = Kiv::make<TestRecord>("r");
+  std::vector<std::string> log;
+  Kiv::Ptr<Logger> logger(const std::string& tag) { return Kiv::make<Logger>(rec, tag, &log); }
+};
+
+TEST_F(NotifierTest, DeliversPerAttributePerMemberAndWholeCollectionInRegistrationOrder) {
+  auto a = logger("a"), b = logger("b");
+  rec->priorityIs(100);  // unchanged: nobody is told
+  rec->priorityIs(7);
+  rec->addrsIs(3, true);
+  rec->addrsIs(3, true);  // unchanged member
+  rec->addrsIs(3, false);
+  rec->addrsDel(3);
+  rec->addrsDel(3);  // absent
+  rec->addrsIs(4, true);
+  rec->addrsDelAll();
+  EXPECT_EQ(log, (std::vector<std::string>{"a:priority", "b:priority", "a:addrs[3]", "b:addrs[3]",
+                                           "a:addrs[3]", "b:addrs[3]", "a:addrs[3]", "b:addrs[3]",
+                                           "a:addrs[4]", "b:addrs[4]", "a:addrs", "b:addrs"}));
+  EXPECT_EQ(rec->priority(), 7u);
+  EXPECT_TRUE(rec->addrs().empty());
+}
+
+TEST_F(NotifierTest, SnapshotIgnoresReactorsAddedAndSkipsReactorsRemovedDuringDelivery) {
+  auto a = logger("a"), b = logger("b"), c = logger("c");
+  Kiv::Ptr<Logger> late;
+  a->action = [&] {
+    if (!late) late = logger("late");
+    c = nullptr;  // destroyed while the delivery still lists it
+    b->notifierIs(nullptr);
+  };
+  rec->priorityIs(1);
+  EXPECT_EQ(log, (std::vector<std::string>{"a:priority"}));
+  a->action = nullptr;
+  log.clear();
+  rec->priorityIs(2);
+  EXPECT_EQ(log, (std::vector<std::string>{"a:priority", "late:priority"}));
+}
+
+TEST_F(NotifierTest, NestedChangesDeliverInsideTheOuterDelivery) {
+  auto a = logger("a"), b = logger("b");
+  a->action = [&] {
+    if (rec->priority() == 1) rec->priorityIs(2);
+  };
+  rec->priorityIs(1);
+  EXPECT_EQ(log, (std::vector<std::string>{"a:priority", "a:priority", "b:priority",
+                                           "b:priority"}));
+}
+
+TEST_F(NotifierTest, ExceptionGoesToThatReactorAndOthersAreStillCalled) {
+  auto a = logger("a"), b = logger("b");
+  a->action = [&] {
+    if (log.back() == "a:priority") throw std::runtime_error("boom");
+  };
+  EXPECT_NO_THROW(rec->priorityIs(9));
+  EXPECT_EQ(log, (std::vector<std::string>{
+                     "a:priority", "a:exception " + std::to_string(TestRecord::priorityId),
+                     "b:priority"}));
+}
+
+TEST_F(NotifierTest, RepointingTellsTheReactorAndMovesRegistration) {
+  auto a = logger("a");
+  auto other = Kiv::make<TestRecord>("o");
+  a->notifierIs(rec);  // same record: nothing
+  EXPECT_TRUE(log.empty());
+  a->notifierIs(other);
+  EXPECT_EQ(log, (std::vector<std::string>{"a:notifier"}));
+  EXPECT_EQ(rec->notifieeCount(), 0u);
+  rec->priorityIs(1);
+  other->priorityIs(1);
+  EXPECT_EQ(log.back(), "a:priority");
+  a->notifierIs(nullptr);  // to null: unhooked, not told
+  EXPECT_EQ(log.size(), 2u);
+  EXPECT_EQ(other->notifieeCount(), 0u);
+}
+
+TEST_F(NotifierTest, SwitchingOffAndOnAndTeardown) {
+  auto a = logger("a");
+  a->hasNotificationActiveIs(false);
+  rec->priorityIs(1);
+  EXPECT_TRUE(log.empty());
+  a->hasNotificationActiveIs(true);
+  rec->priorityIs(2);
+  EXPECT_EQ(log.size(), 1u);
+  a->teardown();
+  EXPECT_FALSE(a->isLive());
+  rec->priorityIs(3);
+  EXPECT_EQ(log.size(), 1u);
+  EXPECT_EQ(rec->notifieeCount(), 0u);
+}
+
+TEST_F(NotifierTest, ReactorKeepsItsRecordAliveAndRecordMayDieDuringDelivery) {
+  auto a = logger("a");
+  Kiv::Ptr<Logger> b;
+  {
+    auto tmp = Kiv::make<TestRecord>("tmp");
+    b = Kiv::make<Logger>(tmp, "b", &log);
+  }
+  ASSERT_TRUE(b->notifier());
+  // The only reference to the record is the reactor's; dropping it inside the
+  // handler must not pull the record out from under the running delivery.
+  auto raw = Kiv::constPtrCast<TestRecord>(b->notifier());
+  b->action = [&] { b->notifierIs(nullptr); };
+  raw->priorityIs(5);
+  raw = nullptr;
+  EXPECT_EQ(log, (std::vector<std::string>{"b:priority"}));
+}
+
+}  // namespace
