@@ -1,0 +1,29 @@
+#pragma once
+// fhrp-snmpd's command line.
+#include <vector>
+
+#include "kiv/Types.h"
+
+namespace Host {
+
+struct Options {
+  Kiv::String8 stateFile;
+  Kiv::String8 listen = "udp:127.0.0.1:1161";
+  Kiv::String8 agentxSocket;  // non-empty: run as an AgentX subagent
+  Kiv::String8 community = "public";
+  std::vector<Kiv::String8> trapSinks;
+  std::vector<Kiv::String8> contexts;
+  bool notifications = true;
+  Kiv::String8 configFile;
+  Kiv::String8 trace;
+  bool help = false;
+  bool version = false;
+
+  bool agentx() const { return !agentxSocket.empty(); }
+};
+
+// Parses argv; a usage error raises Kiv::RangeException with a one-line message.
+Options parseOptions(int argc, const char* const* argv);
+const char* usage();
+
+}  // namespace Host
