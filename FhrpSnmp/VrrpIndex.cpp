@@ -99,8 +99,12 @@ Kiv::String8 valueToStrep(const VrrpIpIndex& v) {
          "})";
 }
 
-std::ostream& operator<<(std::ostream& os, const VrrpIndex& v) { return os << valueToStrep(v); }
-std::ostream& operator<<(std::ostream& os, const VrrpIpIndex& v) { return os << valueToStrep(v); }
+std::ostream& operator<<(std::ostream& os, const VrrpIndex& v) {
+  return os << valueToStrep(v);
+}
+std::ostream& operator<<(std::ostream& os, const VrrpIpIndex& v) {
+  return os << valueToStrep(v);
+}
 
 template <>
 VrrpIndex strepToValue<VrrpIndex>(const Kiv::String8& text) {

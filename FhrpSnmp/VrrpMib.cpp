@@ -47,7 +47,9 @@ Kiv::Ptr<V> deleteRow(Kiv::OrderedMap<K, V>& table, const K& key, U64& changes, 
 
 }  // namespace
 
-Kiv::Ptr<VrrpMib> vrrpMibFactory(Kiv::Name name) { return Kiv::make<VrrpMib>(std::move(name)); }
+Kiv::Ptr<VrrpMib> vrrpMibFactory(Kiv::Name name) {
+  return Kiv::make<VrrpMib>(std::move(name));
+}
 
 // --- operTable
 

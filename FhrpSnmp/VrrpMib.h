@@ -75,9 +75,7 @@ class VrrpMib : public Kiv::Entity {
   void routerStatsTableDelAll();
   void routerStatsTableNotify(const VrrpIndex& index);
   RouterStatsTable::Iterator routerStatsTableIter() const { return routerStatsTable_->begin(); }
-  const Kiv::Ptr<RouterStatsTable>& routerStatsTableCollection() const {
-    return routerStatsTable_;
-  }
+  const Kiv::Ptr<RouterStatsTable>& routerStatsTableCollection() const { return routerStatsTable_; }
 
  private:
   Kiv::Ptr<OperTable> operTable_ = Kiv::make<OperTable>();

@@ -75,7 +75,8 @@ void SnmpHost::initAgent() {
 void SnmpHost::open() {
   if (!options_.agentx()) {
     configLine("rocommunity " + options_.community);
-    for (const auto& sink : options_.trapSinks) configLine("trap2sink " + sink + " " + options_.community);
+    for (const auto& sink : options_.trapSinks)
+      configLine("trap2sink " + sink + " " + options_.community);
   }
   init_snmp(kAppName);
   if (!options_.agentx() && init_master_agent() != 0) {

@@ -8,7 +8,7 @@ namespace Kiv {
                                   int line, const char* function);
 }  // namespace Kiv
 
-#define KIV_ASSERT(cond, msg)                                                           \
-  do {                                                                                  \
+#define KIV_ASSERT(cond, msg)                                                                   \
+  do {                                                                                          \
     if (!(cond)) ::Kiv::assertionFailed(#cond, (msg), __FILE__, __LINE__, __PRETTY_FUNCTION__); \
   } while (0)

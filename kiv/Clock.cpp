@@ -16,6 +16,8 @@ double now() {
   return duration<double>(system_clock::now().time_since_epoch()).count();
 }
 
-void clockIs(std::function<double()> clock) { clockFunction() = std::move(clock); }
+void clockIs(std::function<double()> clock) {
+  clockFunction() = std::move(clock);
+}
 
 }  // namespace Kiv

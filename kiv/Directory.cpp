@@ -62,7 +62,8 @@ void Directory::bind(std::string_view path, const Ptr<PtrInterface>& object) {
       dir->memberIs(segs[i], next);
     }
     dir = dynamic_cast<Directory*>(next.ptr());
-    if (!dir) throw NameInUseException("path " + String8(path) + ": " + segs[i] + " is not a directory");
+    if (!dir)
+      throw NameInUseException("path " + String8(path) + ": " + segs[i] + " is not a directory");
   }
   dir->memberIs(segs.back(), object);
 }

@@ -21,7 +21,9 @@ class Name {
  private:
   String8 s_;
 };
-inline std::ostream& operator<<(std::ostream& os, const Name& n) { return os << n.str(); }
+inline std::ostream& operator<<(std::ostream& os, const Name& n) {
+  return os << n.str();
+}
 
 class Entity : public NotifierBase {
  public:

@@ -8,7 +8,9 @@ NotifierBase::~NotifierBase() {
   for (NotifieeBase* n : notifiees_) n->notifier_ = nullptr;
 }
 
-void NotifierBase::attach(NotifieeBase* n) const { notifiees_.push_back(n); }
+void NotifierBase::attach(NotifieeBase* n) const {
+  notifiees_.push_back(n);
+}
 
 void NotifierBase::detach(NotifieeBase* n) const {
   auto it = std::find(notifiees_.begin(), notifiees_.end(), n);
@@ -18,7 +20,9 @@ void NotifierBase::detach(NotifieeBase* n) const {
   }
 }
 
-bool NotifierBase::isActive(const NotifieeBase* n) { return n && n->active_ && n->live_; }
+bool NotifierBase::isActive(const NotifieeBase* n) {
+  return n && n->active_ && n->live_;
+}
 
 void NotifierBase::reportException(NotifieeBase* n, AttributeId attribute) {
   // The reactor may have been destroyed by the very handler that threw.

@@ -30,69 +30,78 @@
   virtual void on##N(const K&) {}       \
   virtual void on##N() {}
 
-#define KIV_RECORD_ATTR_(T, n, N, init)                                               \
- public:                                                                              \
-  const T& n() const { return n##_; }                                                 \
-  void n##Is(const T& v) {                                                            \
-    if (n##_ == v) return;                                                            \
-    n##_ = v;                                                                         \
-    notify<NotifieeConst>(n##Id, [](NotifieeConst* r) { r->on##N(); });               \
-  }                                                                                   \
-                                                                                      \
- private:                                                                             \
+#define KIV_RECORD_ATTR_(T, n, N, init)                                 \
+ public:                                                                \
+  const T& n() const {                                                  \
+    return n##_;                                                        \
+  }                                                                     \
+  void n##Is(const T& v) {                                              \
+    if (n##_ == v) return;                                              \
+    n##_ = v;                                                           \
+    notify<NotifieeConst>(n##Id, [](NotifieeConst* r) { r->on##N(); }); \
+  }                                                                     \
+                                                                        \
+ private:                                                               \
   T n##_ = init;
 
-#define KIV_RECORD_COLL_(K, V, n, N)                                                  \
- public:                                                                              \
-  const std::map<K, V>& n() const { return n##_; }                                    \
-  V n(const K& k) const {                                                             \
-    auto it = n##_.find(k);                                                           \
-    return it == n##_.end() ? V() : it->second;                                       \
-  }                                                                                   \
-  void n##Is(const K& k, const V& v) {                                                \
-    auto [it, added] = n##_.try_emplace(k, v);                                        \
-    if (!added) {                                                                     \
-      if (it->second == v) return;                                                    \
-      it->second = v;                                                                 \
-    }                                                                                 \
-    notify<NotifieeConst>(n##Id, [&k](NotifieeConst* r) { r->on##N(k); });            \
-  }                                                                                   \
-  void n##Del(const K& k) {                                                           \
-    auto it = n##_.find(k);                                                           \
-    if (it == n##_.end()) return;                                                     \
-    K key = k; /* k may live in the member being erased */                            \
-    n##_.erase(it);                                                                   \
-    notify<NotifieeConst>(n##Id, [&key](NotifieeConst* r) { r->on##N(key); });       \
-  }                                                                                   \
-  void n##DelAll() {                                                                  \
-    if (n##_.empty()) return;                                                         \
-    n##_.clear();                                                                     \
-    notify<NotifieeConst>(n##Id, [](NotifieeConst* r) { r->on##N(); });               \
-  }                                                                                   \
-                                                                                      \
- private:                                                                             \
+#define KIV_RECORD_COLL_(K, V, n, N)                                           \
+ public:                                                                       \
+  const std::map<K, V>& n() const {                                            \
+    return n##_;                                                               \
+  }                                                                            \
+  V n(const K& k) const {                                                      \
+    auto it = n##_.find(k);                                                    \
+    return it == n##_.end() ? V() : it->second;                                \
+  }                                                                            \
+  void n##Is(const K& k, const V& v) {                                         \
+    auto [it, added] = n##_.try_emplace(k, v);                                 \
+    if (!added) {                                                              \
+      if (it->second == v) return;                                             \
+      it->second = v;                                                          \
+    }                                                                          \
+    notify<NotifieeConst>(n##Id, [&k](NotifieeConst* r) { r->on##N(k); });     \
+  }                                                                            \
+  void n##Del(const K& k) {                                                    \
+    auto it = n##_.find(k);                                                    \
+    if (it == n##_.end()) return;                                              \
+    K key = k; /* k may live in the member being erased */                     \
+    n##_.erase(it);                                                            \
+    notify<NotifieeConst>(n##Id, [&key](NotifieeConst* r) { r->on##N(key); }); \
+  }                                                                            \
+  void n##DelAll() {                                                           \
+    if (n##_.empty()) return;                                                  \
+    n##_.clear();                                                              \
+    notify<NotifieeConst>(n##Id, [](NotifieeConst* r) { r->on##N(); });        \
+  }                                                                            \
+                                                                               \
+ private:                                                                      \
   std::map<K, V> n##_;
 
-#define KIV_RECORD_BODY_(Class, LIST)                                                 \
- public:                                                                              \
-  enum AttributeIds : ::Kiv::AttributeId { kivNoAttribute_ = 0, LIST(KIV_RECORD_ID_ATTR_, KIV_RECORD_ID_COLL_) }; \
-  class NotifieeConst : public ::Kiv::Notifiee<Class> {                               \
-   public:                                                                            \
-    NotifieeConst() = default;                                                        \
+#define KIV_RECORD_BODY_(Class, LIST)                                                       \
+ public:                                                                                    \
+  enum AttributeIds : ::Kiv::AttributeId {                                                  \
+    kivNoAttribute_ = 0,                                                                    \
+    LIST(KIV_RECORD_ID_ATTR_, KIV_RECORD_ID_COLL_)                                          \
+  };                                                                                        \
+  class NotifieeConst : public ::Kiv::Notifiee<Class> {                                     \
+   public:                                                                                  \
+    NotifieeConst() = default;                                                              \
     explicit NotifieeConst(const ::Kiv::Ptr<const Class>& n) : ::Kiv::Notifiee<Class>(n) {} \
-    LIST(KIV_RECORD_ON_ATTR_, KIV_RECORD_ON_COLL_)                                    \
-  };                                                                                  \
-  LIST(KIV_RECORD_ATTR_, KIV_RECORD_COLL_)                                            \
+    LIST(KIV_RECORD_ON_ATTR_, KIV_RECORD_ON_COLL_)                                          \
+  };                                                                                        \
+  LIST(KIV_RECORD_ATTR_, KIV_RECORD_COLL_)                                                  \
  public:
 
 // A record identified by a key that is fixed at construction.
-#define KIV_RECORD(Class, KeyType, keyName, LIST)                                     \
- public:                                                                              \
-  explicit Class(const KeyType& k) : keyName##_(k) {}                                 \
-  const KeyType& keyName() const { return keyName##_; }                               \
-                                                                                      \
- private:                                                                             \
-  KeyType keyName##_;                                                                 \
+#define KIV_RECORD(Class, KeyType, keyName, LIST)     \
+ public:                                              \
+  explicit Class(const KeyType& k) : keyName##_(k) {} \
+  const KeyType& keyName() const {                    \
+    return keyName##_;                                \
+  }                                                   \
+                                                      \
+ private:                                             \
+  KeyType keyName##_;                                 \
   KIV_RECORD_BODY_(Class, LIST)
 
 // A record with no key (a root of the state tree).

@@ -52,9 +52,8 @@ std::map<String8, U32> parseSpec(const String8& spec) {
     size_t slash = item.find('/');
     String8 name = item.substr(0, slash);
     if (name.empty()) throw RangeException("missing handle name in trace spec item '" + item + "'");
-    U32 mask = slash == String8::npos
-                   ? 0x3ffu
-                   : parseLevels(item, std::string_view(item).substr(slash + 1));
+    U32 mask = slash == String8::npos ? 0x3ffu
+                                      : parseLevels(item, std::string_view(item).substr(slash + 1));
     result[name] |= mask;
   }
   return result;
@@ -111,7 +110,9 @@ void traceSpecIs(const String8& spec) {
   for (auto& [name, handle] : s.handles) handle.maskIs(maskFor(s, name));
 }
 
-const String8& traceSpec() { return state().specText; }
+const String8& traceSpec() {
+  return state().specText;
+}
 
 void traceOutputIs(std::function<void(const TraceHandle&, int, std::string_view)> output) {
   state().output = output ? std::move(output) : writeToStderr;

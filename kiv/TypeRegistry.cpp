@@ -29,7 +29,9 @@ void TypeRegistry::typeIs(TypeInfo info) {
   types_.push_back(std::move(info));
 }
 
-bool TypeRegistry::hasType(const String8& name) const { return type(name) != nullptr; }
+bool TypeRegistry::hasType(const String8& name) const {
+  return type(name) != nullptr;
+}
 
 const TypeInfo* TypeRegistry::type(const String8& name) const {
   for (const auto& t : types_) {

@@ -14,8 +14,8 @@ class Directory;
 
 // A reflective attribute value. Instantiating attributes (built from several
 // constructor parameters) take the parameters as a list of objects.
-using AttrValue =
-    std::variant<std::monostate, bool, S64, String8, Ptr<PtrInterface>, std::vector<Ptr<PtrInterface>>>;
+using AttrValue = std::variant<std::monostate, bool, S64, String8, Ptr<PtrInterface>,
+                               std::vector<Ptr<PtrInterface>>>;
 
 struct AttributeInfo {
   String8 name;

@@ -4,9 +4,12 @@
 namespace Routing::Fhrp {
 std::ostream& operator<<(std::ostream& os, FhrpState s) {
   switch (s) {
-    case FhrpState::master: return os << "master";
-    case FhrpState::backup: return os << "backup";
-    case FhrpState::initialize: return os << "initialize";
+    case FhrpState::master:
+      return os << "master";
+    case FhrpState::backup:
+      return os << "backup";
+    case FhrpState::initialize:
+      return os << "initialize";
   }
   return os << "FhrpState(" << static_cast<int>(s) << ")";
 }
@@ -15,9 +18,12 @@ std::ostream& operator<<(std::ostream& os, FhrpState s) {
 namespace Interface {
 std::ostream& operator<<(std::ostream& os, IntfEnabledState s) {
   switch (s) {
-    case IntfEnabledState::unknownEnabledState: return os << "unknownEnabledState";
-    case IntfEnabledState::enabled: return os << "enabled";
-    case IntfEnabledState::disabled: return os << "disabled";
+    case IntfEnabledState::unknownEnabledState:
+      return os << "unknownEnabledState";
+    case IntfEnabledState::enabled:
+      return os << "enabled";
+    case IntfEnabledState::disabled:
+      return os << "disabled";
   }
   return os << "IntfEnabledState(" << static_cast<int>(s) << ")";
 }

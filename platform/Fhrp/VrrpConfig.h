@@ -8,13 +8,13 @@
 
 namespace Routing::Fhrp {
 
-#define FHRP_VRRP_VIRTUAL_ROUTER_CONFIG_ATTRS(ATTR, COLL)                                     \
-  ATTR(U32, version, Version, 2)                                                            \
-  ATTR(U32, priority, Priority, 100)                                                        \
-  ATTR(bool, preempt, Preempt, true)                                                        \
+#define FHRP_VRRP_VIRTUAL_ROUTER_CONFIG_ATTRS(ATTR, COLL)                                         \
+  ATTR(U32, version, Version, 2)                                                                  \
+  ATTR(U32, priority, Priority, 100)                                                              \
+  ATTR(bool, preempt, Preempt, true)                                                              \
   ATTR(Interface::IntfEnabledState, adminState, AdminState, Interface::IntfEnabledState::enabled) \
-  ATTR(Lirex::VrrpAuthType, authType, AuthType, Lirex::VrrpAuthType::noAuthentication)      \
-  ATTR(Kiv::String8, authKey, AuthKey, "")                                                  \
+  ATTR(Lirex::VrrpAuthType, authType, AuthType, Lirex::VrrpAuthType::noAuthentication)            \
+  ATTR(Kiv::String8, authKey, AuthKey, "")                                                        \
   ATTR(U32, advertisementInterval, AdvertisementInterval, 100) /* hundredths of a second */
 
 class VrrpVirtualRouterConfig : public Kiv::NotifierBase {

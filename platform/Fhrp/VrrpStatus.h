@@ -8,13 +8,13 @@
 
 namespace Routing::Fhrp {
 
-#define FHRP_VIRTUAL_ROUTER_STATUS_V4_ATTRS(ATTR, COLL)                        \
-  ATTR(FhrpState, state, State, FhrpState::initialize)                        \
-  ATTR(U32, priority, Priority, 0)                                            \
-  COLL(Lirex::IpAddr, bool, ipAddrs, IpAddrs)                                 \
-  ATTR(U32, ipAddrCount, IpAddrCount, 0)                                      \
-  ATTR(Lirex::EthAddr, virtualMacAddr, VirtualMacAddr, Lirex::EthAddr())      \
-  ATTR(Lirex::IpAddr, srcAddr, SrcAddr, Lirex::IpAddr())                      \
+#define FHRP_VIRTUAL_ROUTER_STATUS_V4_ATTRS(ATTR, COLL)                  \
+  ATTR(FhrpState, state, State, FhrpState::initialize)                   \
+  ATTR(U32, priority, Priority, 0)                                       \
+  COLL(Lirex::IpAddr, bool, ipAddrs, IpAddrs)                            \
+  ATTR(U32, ipAddrCount, IpAddrCount, 0)                                 \
+  ATTR(Lirex::EthAddr, virtualMacAddr, VirtualMacAddr, Lirex::EthAddr()) \
+  ATTR(Lirex::IpAddr, srcAddr, SrcAddr, Lirex::IpAddr())                 \
   ATTR(double, upSince, UpSince, 0.0) /* Kiv::now() seconds; 0 when not up */
 
 class VirtualRouterStatusV4 : public Kiv::NotifierBase {

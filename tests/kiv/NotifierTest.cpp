@@ -7,9 +7,9 @@
 
 namespace {
 
-#define TEST_RECORD_ATTRS(ATTR, COLL)  \
-  ATTR(U32, priority, Priority, 100)   \
-  ATTR(bool, preempt, Preempt, false)  \
+#define TEST_RECORD_ATTRS(ATTR, COLL) \
+  ATTR(U32, priority, Priority, 100)  \
+  ATTR(bool, preempt, Preempt, false) \
   COLL(U32, bool, addrs, Addrs)
 
 class TestRecord : public Kiv::NotifierBase {
@@ -85,8 +85,8 @@ TEST_F(NotifierTest, NestedChangesDeliverInsideTheOuterDelivery) {
     if (rec->priority() == 1) rec->priorityIs(2);
   };
   rec->priorityIs(1);
-  EXPECT_EQ(log, (std::vector<std::string>{"a:priority", "a:priority", "b:priority",
-                                           "b:priority"}));
+  EXPECT_EQ(log,
+            (std::vector<std::string>{"a:priority", "a:priority", "b:priority", "b:priority"}));
 }
 
 TEST_F(NotifierTest, ExceptionGoesToThatReactorAndOthersAreStillCalled) {
@@ -95,9 +95,9 @@ TEST_F(NotifierTest, ExceptionGoesToThatReactorAndOthersAreStillCalled) {
     if (log.back() == "a:priority") throw std::runtime_error("boom");
   };
   EXPECT_NO_THROW(rec->priorityIs(9));
-  EXPECT_EQ(log, (std::vector<std::string>{
-                     "a:priority", "a:exception " + std::to_string(TestRecord::priorityId),
-                     "b:priority"}));
+  EXPECT_EQ(log, (std::vector<std::string>{"a:priority",
+                                           "a:exception " + std::to_string(TestRecord::priorityId),
+                                           "b:priority"}));
 }
 
 TEST_F(NotifierTest, RepointingTellsTheReactorAndMovesRegistration) {

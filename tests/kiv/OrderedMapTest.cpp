@@ -32,7 +32,7 @@ TEST(OrderedMapTest, IteratorRefindsItsPlaceAfterChanges) {
   for (int k : {10, 20, 30, 40}) m->set(k, Kiv::make<Row>(k));
   auto it = m->at(20);
   Kiv::Ptr<Row> held = it.value();
-  m->erase(20);   // current row deleted: iterator still holds the row and its key
+  m->erase(20);                    // current row deleted: iterator still holds the row and its key
   m->set(25, Kiv::make<Row>(25));  // inserted right after the current key
   m->erase(30);
   EXPECT_EQ(it.value(), held);
