@@ -1,43 +1,24 @@
 #include "snmp/SnmpConversions.h"
 
+#include <iterator>
+
 #include "kiv/Assert.h"
 #include "platform/Snmp/Conversions.h"
 
 S32 FhrpStateToAsnVrrpStatus(const Routing::Fhrp::FhrpState& state, unsigned char* buf,
                              S32 capacity) {
-  S32 status = 0;
-  switch (static_cast<int>(state)) {
-    case 0:
-      status = 3;
-      break;
-    case 1:
-      status = 2;
-      break;
-    case 2:
-      status = 1;
-      break;
-    default:
-      KIV_ASSERT(false, "bad value for FhrpState");
-  }
-  return S32ToAsnInteger(status, buf, capacity);
+  // By state: master, backup, initialize; the MIB numbers them the other way round.
+  constexpr S32 kVrrpOperState[] = {3, 2, 1};
+  const int i = static_cast<int>(state);
+  KIV_ASSERT(i >= 0 && i < static_cast<int>(std::size(kVrrpOperState)), "bad value for FhrpState");
+  return S32ToAsnInteger(kVrrpOperState[i], buf, capacity);
 }
 
 S32 VrrpAuthTypeToAsnAuthType(const Lirex::VrrpAuthType& type, unsigned char* buf, S32 capacity) {
-  S32 authType = 0;
-  switch (static_cast<int>(type)) {
-    case 0:
-      authType = 1;
-      break;
-    case 1:
-      authType = 2;
-      break;
-    case 2:
-      authType = 3;
-      break;
-    default:
-      KIV_ASSERT(false, "bad value for VrrpAuthType");
-  }
-  return S32ToAsnInteger(authType, buf, capacity);
+  // The wire numbers the types from 0, the MIB from 1.
+  const int i = static_cast<int>(type);
+  KIV_ASSERT(i >= 0 && i <= 2, "bad value for VrrpAuthType");
+  return S32ToAsnInteger(i + 1, buf, capacity);
 }
 
 S32 IntfEnabledStateToAsnAdminStatus(Interface::IntfEnabledState state, unsigned char* buf,

@@ -38,7 +38,7 @@ Snmp::AutoRegistree autoRegistree(&handlerRegistration);
 
 }  // namespace
 
-void kivInitVrrpMib() {}
+void Snmp::kivInitVrrpMib() {}
 
 void init_VrrpMIB(Kiv::String8 context) {
   DEBUGTRACE;

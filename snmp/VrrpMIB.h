@@ -5,7 +5,7 @@
 //
 // The module hands itself to Snmp::initHandlers through a static Snmp::AutoRegistree.
 // Linked from a static library, that object survives only if something references
-// VrrpMIB.cpp: a host calls kivInitVrrpMib() once before Snmp::initHandlers.
+// VrrpMIB.cpp: a host calls Snmp::kivInitVrrpMib() once before Snmp::initHandlers.
 #include "kiv/Types.h"
 
 // Registers the module's objects in one context ("" is the default context). The default
@@ -18,5 +18,7 @@ void init_VrrpMIB(Kiv::String8 context);
 // column records: call it only when the agent serves no more table requests, at unload.
 void unregister_VrrpMIB(Kiv::String8 context);
 
+namespace Snmp {
 // Does nothing but keep the module's registration in a statically linked host.
 void kivInitVrrpMib();
+}  // namespace Snmp

@@ -48,11 +48,22 @@ FhrpSnmp::VrrpMib& model() {
     SnmpUtil::mountRootIs(root);
     InProcessAgent::instance();
     // As a host does it.
-    kivInitVrrpMib();
+    Snmp::kivInitVrrpMib();
     Snmp::initHandlers("");
     return m;
   }();
   return *mib;
+}
+
+// GET of a row's fourteen columns, 2..15, in one PDU.
+Response getRow(S32 ifIndex, U32 vrId) {
+  std::vector<Oid> request;
+  for (oid col = 2; col <= 15; ++col) request.push_back(oper(col, ifIndex, vrId));
+  Response r = InProcessAgent::instance().get(request);
+  EXPECT_EQ(r.errorStatus, SNMP_ERR_NOERROR);
+  EXPECT_EQ(r.varBinds.size(), kOperColumns);
+  r.varBinds.insert(r.varBinds.begin(), 2, FhrpTest::VarBind{});  // index by column
+  return r;
 }
 
 std::vector<Oid> names(const Response& r) {
@@ -134,12 +145,8 @@ TEST_F(AgentTest, OperColumnsAreEncodedAsTheMibSays) {
   Kiv::clockIs([] { return 1012.5; });
   mib.operTableIs(VrrpIndex(7, 12), config, status)->masterIpAddrIs(IpAddr(10, 0, 0, 1));
 
-  std::vector<Oid> request;
-  for (oid col = 2; col <= 15; ++col) request.push_back(oper(col, 7, 12));
-  Response r = agent.get(request);
-  ASSERT_EQ(r.errorStatus, SNMP_ERR_NOERROR);
-  ASSERT_EQ(r.varBinds.size(), 14u);
-  auto col = [&](oid c) -> const FhrpTest::VarBind& { return r.varBinds[c - 2]; };
+  Response r = getRow(7, 12);
+  auto col = [&](oid c) -> const FhrpTest::VarBind& { return r.varBinds.at(c); };
   using Octets = std::vector<u_char>;
   EXPECT_EQ(col(2).type, ASN_OCTET_STR);
   EXPECT_EQ(col(2).octets, (Octets{0x00, 0x00, 0x5e, 0x00, 0x01, 0x0c}));
@@ -161,15 +168,12 @@ TEST_F(AgentTest, OperColumnsAreEncodedAsTheMibSays) {
 
 TEST_F(AgentTest, ARowWithoutRecordsReportsZerosAndMaster) {
   addOperRows({{3, 1}});
-  std::vector<Oid> request;
-  for (oid col = 2; col <= 15; ++col) request.push_back(oper(col, 3, 1));
-  Response r = agent.get(request);
-  ASSERT_EQ(r.varBinds.size(), 14u);
-  EXPECT_EQ(r.varBinds[0].octets, std::vector<u_char>(6, 0));
-  EXPECT_EQ(r.varBinds[3 - 2].integer, 3) << "state 0 is reported as master";
-  EXPECT_EQ(r.varBinds[4 - 2].integer, 2) << "no configuration: admin down";
-  EXPECT_EQ(r.varBinds[9 - 2].integer, 1);
-  EXPECT_EQ(r.varBinds[13 - 2].integer, 0);
+  Response r = getRow(3, 1);
+  EXPECT_EQ(r.varBinds.at(2).octets, std::vector<u_char>(6, 0));
+  EXPECT_EQ(r.varBinds.at(3).integer, 3) << "state 0 is reported as master";
+  EXPECT_EQ(r.varBinds.at(4).integer, 2) << "no configuration: admin down";
+  EXPECT_EQ(r.varBinds.at(9).integer, 1);
+  EXPECT_EQ(r.varBinds.at(13).integer, 0);
 }
 
 TEST_F(AgentTest, InvalidColumnsAndMissingRows) {
@@ -192,24 +196,27 @@ TEST_F(AgentTest, InvalidColumnsAndMissingRows) {
 }
 
 TEST_F(AgentTest, VarbindsInAnyOrderAreEachAnsweredForTheirOwnRow) {
-  addOperRows({{1, 1}, {1, 5}, {2, 3}, {7, 12}});
   for (auto [ifIndex, vrId] : {std::pair{1, 1u}, {1, 5u}, {2, 3u}, {7, 12u}}) {
     auto status = Kiv::make<Routing::Fhrp::VirtualRouterStatusV4>(vrId);
     status->priorityIs(static_cast<U32>(ifIndex * 100 + vrId));
-    mib.operTableDel(VrrpIndex(ifIndex, vrId));
     mib.operTableIs(VrrpIndex(ifIndex, vrId), nullptr, status);
   }
+  const IpAddr addr(10, 0, 0, 1);
+  mib.assoIpAddrTableIs(VrrpIpIndex(1, 1, addr));
+
+  // Descending, repeated, and rows that do not exist.
   Response get = agent.get({oper(5, 7, 12), oper(5, 2, 3), oper(5, 9, 9), oper(5, 1, 5),
                             oper(5, 1, 1), oper(5, 0, 0), oper(5, 7, 12)});
-  ASSERT_EQ(get.varBinds.size(), 7u);
-  const long expected[] = {712, 203, -1, 105, 101, -1, 712};
-  for (size_t i = 0; i < 7; ++i) {
-    if (expected[i] < 0) {
-      EXPECT_EQ(get.varBinds[i].type, SNMP_NOSUCHINSTANCE) << i;
-    } else {
-      EXPECT_EQ(get.varBinds[i].integer, expected[i]) << i;
-    }
-  }
+  std::vector<std::pair<int, long>> values;
+  for (const auto& vb : get.varBinds) values.emplace_back(vb.type, vb.integer);
+  const int none = SNMP_NOSUCHINSTANCE;
+  EXPECT_EQ(values, (std::vector<std::pair<int, long>>{{ASN_INTEGER, 712},
+                                                       {ASN_INTEGER, 203},
+                                                       {none, 0},
+                                                       {ASN_INTEGER, 105},
+                                                       {ASN_INTEGER, 101},
+                                                       {none, 0},
+                                                       {ASN_INTEGER, 712}}));
 
   // Descending, between rows, before the first, past the last of a column and of the table.
   Response next = agent.getNext({oper(5, 7, 12),
@@ -220,20 +227,10 @@ TEST_F(AgentTest, VarbindsInAnyOrderAreEachAnsweredForTheirOwnRow) {
                                  {1, 3, 6, 1, 2, 1, 68, 1, 3, 1, 5},
                                  oper(15, 7, 12),
                                  oper(5, 9, 0)});
-  ASSERT_EQ(next.errorStatus, SNMP_ERR_NOERROR);
-  const std::vector<Oid> expectedNames = {oper(6, 1, 1), oper(5, 7, 12), oper(5, 2, 3),
-                                          oper(5, 2, 3), oper(5, 1, 1),  oper(5, 1, 1),
-                                          kAssoTable,    oper(6, 1, 1)};
-  auto got = names(next);
-  ASSERT_EQ(got.size(), expectedNames.size());
-  for (size_t i = 0; i < got.size(); ++i) {
-    if (i == 6) {
-      // Past the end of the table: whatever follows it (endOfMibView here).
-      EXPECT_EQ(next.varBinds[i].type, SNMP_ENDOFMIBVIEW);
-      continue;
-    }
-    EXPECT_EQ(got[i], expectedNames[i]) << "varbind " << i;
-  }
+  EXPECT_EQ(next.errorStatus, SNMP_ERR_NOERROR);
+  EXPECT_EQ(names(next),
+            (std::vector<Oid>{oper(6, 1, 1), oper(5, 7, 12), oper(5, 2, 3), oper(5, 2, 3),
+                              oper(5, 1, 1), oper(5, 1, 1), asso(2, 1, 1, addr), oper(6, 1, 1)}));
   EXPECT_EQ(next.varBinds[1].integer, 712);
   EXPECT_EQ(next.varBinds[3].integer, 203);
 }
