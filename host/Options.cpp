@@ -8,13 +8,15 @@ namespace Host {
 
 const char* usage() {
   return "usage: fhrp-snmpd --state FILE [--listen ADDR | --agentx SOCKET]\n"
-         "                  [--community NAME] [--trap-sink ADDR]... [--context NAME]...\n"
+         "                  [--community NAME | --no-community] [--trap-sink ADDR]...\n"
+         "                  [--context NAME]...\n"
          "                  [--notifications on|off] [--config FILE] [--trace SPEC]\n";
 }
 
 Options parseOptions(int argc, const char* const* argv) {
   Options o;
   bool listenGiven = false;
+  bool communityGiven = false;
   for (int i = 1; i < argc; ++i) {
     Kiv::String8 arg = argv[i];
     Kiv::String8 value;
@@ -46,6 +48,9 @@ Options parseOptions(int argc, const char* const* argv) {
       o.agentxSocket = nonEmpty(next());
     } else if (arg == "--community") {
       o.community = nonEmpty(next());
+      communityGiven = true;
+    } else if (arg == "--no-community") {
+      o.serveCommunity = false;
     } else if (arg == "--trap-sink") {
       o.trapSinks.push_back(nonEmpty(next()));
     } else if (arg == "--context") {
@@ -68,6 +73,9 @@ Options parseOptions(int argc, const char* const* argv) {
   if (o.stateFile.empty()) throw Kiv::RangeException("--state FILE is required");
   if (listenGiven && o.agentx()) {
     throw Kiv::RangeException("--listen and --agentx exclude each other");
+  }
+  if (communityGiven && !o.serveCommunity) {
+    throw Kiv::RangeException("--community and --no-community exclude each other");
   }
   for (const auto& c : o.contexts) {
     if (c.size() > 32) throw Kiv::RangeException("context name longer than 32 characters: " + c);

@@ -1,12 +1,17 @@
 #include "host/SnmpHost.h"
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <net-snmp/net-snmp-config.h>
 #include <net-snmp/net-snmp-includes.h>
 #include <net-snmp/agent/net-snmp-agent-includes.h>
+#include <net-snmp/library/large_fd_set.h>
 
 #include "kiv/Exception.h"
 
@@ -29,6 +34,31 @@ void configLine(const Kiv::String8& line) {
   netsnmp_config(copy.data());
 }
 
+// net-snmp writes a notification sink over a stream transport (trap2sink tcp:HOST:PORT)
+// with blocking sends. A receiver that accepts the connection but stops reading would, once
+// the socket buffers fill, stall the one thread that also answers every request; losing its
+// notifications is the lesser harm. Right after configuration the agent's only connected
+// stream sockets are such sinks: its listening sockets are not connected yet.
+void nonBlockingStreamSinks() {
+  netsnmp_large_fd_set fds;
+  netsnmp_large_fd_set_init(&fds, FD_SETSIZE);
+  int numfds = 0;
+  int block = 1;
+  timeval timeout{};
+  snmp_select_info2(&numfds, &fds, &timeout, &block);
+  for (int fd = 0; fd < numfds; ++fd) {
+    if (!NETSNMP_LARGE_FD_ISSET(fd, &fds)) continue;
+    int value = 0;
+    socklen_t len = sizeof value;
+    if (getsockopt(fd, SOL_SOCKET, SO_TYPE, &value, &len) != 0 || value != SOCK_STREAM) continue;
+    len = sizeof value;
+    if (getsockopt(fd, SOL_SOCKET, SO_ACCEPTCONN, &value, &len) != 0 || value) continue;
+    const int flags = fcntl(fd, F_GETFL);
+    if (flags >= 0) fcntl(fd, F_SETFL, flags | O_NONBLOCK);
+  }
+  netsnmp_large_fd_set_cleanup(&fds);
+}
+
 }  // namespace
 
 SnmpHost::SnmpHost(const Options& options) : options_(options) {}
@@ -44,9 +74,20 @@ void SnmpHost::configure() {
   Kiv::String8 dir = persistentDir();
   mkdir(dir.c_str(), 0700);
   netsnmp_ds_set_string(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_PERSISTENT_DIR, dir.c_str());
-  // Only what the operator gives us is read: never a system snmpd's files.
-  netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_DONT_READ_CONFIGS, 1);
+  // Only what the operator gives us is read, never a system snmpd's files: the configuration
+  // path is a folder of our own that holds none. Turning configuration files off altogether
+  // would skip the persistent folder too, and with it the engine ID, the boot counter and the
+  // SNMPv3 users. SNMPCONFPATH would replace the path and skip the persistent folder as well.
+  unsetenv("SNMPCONFPATH");
+  netsnmp_ds_set_string(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_CONFIGURATION_DIR,
+                        (dir + "/no-configuration").c_str());
   if (!options_.configFile.empty()) {
+    // net-snmp only logs a missing file, and the agent would start without the users and
+    // access rules it holds.
+    if (::access(options_.configFile.c_str(), R_OK) != 0) {
+      throw Kiv::RangeException("cannot read --config " + options_.configFile + ": " +
+                                std::strerror(errno));
+    }
     netsnmp_ds_set_string(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_OPTIONALCONFIG,
                           options_.configFile.c_str());
   }
@@ -56,8 +97,6 @@ void SnmpHost::configure() {
     netsnmp_ds_set_boolean(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_ROLE, 1);
     netsnmp_ds_set_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_X_SOCKET,
                           options_.agentxSocket.c_str());
-    // Reconnect soon after the master restarts.
-    netsnmp_ds_set_int(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_AGENTX_PING_INTERVAL, 2);
   } else {
     netsnmp_ds_set_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_PORTS,
                           options_.listen.c_str());
@@ -70,17 +109,23 @@ void SnmpHost::initAgent() {
   configure();
   init_agent(kAppName);
   initialised_ = true;
+  if (options_.agentx()) {
+    // Reconnect soon after the master restarts. Set after init_agent, which resets it to
+    // net-snmp's 15 seconds; an agentxPingInterval line in --config still overrides it.
+    netsnmp_ds_set_int(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_AGENTX_PING_INTERVAL, 2);
+  }
 }
 
 void SnmpHost::open() {
   if (!options_.agentx()) {
-    configLine("rocommunity " + options_.community);
+    if (options_.serveCommunity) configLine("rocommunity " + options_.community);
     for (const auto& sink : options_.trapSinks)
       configLine("trap2sink " + sink + " " + options_.community);
   }
   init_snmp(kAppName);
-  if (!options_.agentx() && init_master_agent() != 0) {
-    throw Kiv::RangeException("cannot listen on " + options_.listen);
+  if (!options_.agentx()) {
+    if (init_master_agent() != 0) throw Kiv::RangeException("cannot listen on " + options_.listen);
+    nonBlockingStreamSinks();
   }
 }
 

@@ -32,6 +32,8 @@ TEST(OptionsTest, DefaultsAndRepeatableFlags) {
   EXPECT_FALSE(o.notifications);
   EXPECT_TRUE(o.agentx());
   EXPECT_TRUE(parse({"--help"}).help);
+  EXPECT_TRUE(parse({"--state", "s"}).serveCommunity);
+  EXPECT_FALSE(parse({"--state", "s", "--no-community"}).serveCommunity);
 }
 
 TEST(OptionsTest, BadArgumentsAreOneClearLine) {
@@ -43,6 +45,8 @@ TEST(OptionsTest, BadArgumentsAreOneClearLine) {
   EXPECT_EQ(error({"--state", "s", "--listen", "udp:1", "--agentx", "/x"}),
             "--listen and --agentx exclude each other");
   EXPECT_EQ(error({"--state", ""}), "option --state needs a non-empty value");
+  EXPECT_EQ(error({"--state", "s", "--no-community", "--community", "c"}),
+            "--community and --no-community exclude each other");
 }
 
 }  // namespace
