@@ -15,7 +15,9 @@ namespace Zentra {
 
 namespace {
 
-constexpr U32 kFileEvents = IN_CLOSE_WRITE | IN_MOVED_TO | IN_CREATE | IN_DELETE | IN_MOVED_FROM;
+// IN_ATTRIB: a file the agent could not read may become readable by a chmod alone.
+constexpr U32 kFileEvents =
+    IN_CLOSE_WRITE | IN_MOVED_TO | IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_ATTRIB;
 constexpr U32 kDirectoryGone = IN_DELETE_SELF | IN_MOVE_SELF | IN_IGNORED | IN_UNMOUNT;
 
 }  // namespace

@@ -24,7 +24,8 @@ class StateFileWatcher {
   const Kiv::String8& fileName() const { return fileName_; }
 
   // Reads every pending event; true when one of them concerns the file (written, renamed to
-  // or from, created, deleted), when events were lost, or when the directory itself went away.
+  // or from, created, deleted, its permissions changed), when events were lost, or when the
+  // directory itself went away.
   bool handleEvents();
   // False once the directory was deleted or moved: no further changes will be seen.
   bool watching() const { return watching_; }

@@ -1,5 +1,6 @@
 #include "zentra/StatePublisher.h"
 
+#include <set>
 #include <type_traits>
 #include <vector>
 
@@ -134,6 +135,20 @@ void fillIntfVrStatus(Routing::Fhrp::VirtualRouterIntfStatusV4& r,
       r.vrStatus(), vrs, [&r](VrId id, const auto& vr) { r.vrStatusIs(id, vr); }, fillVrStatus, s);
 }
 
+// The interfaces whose status record appears, goes or changes its ifIndex with `want`.
+std::set<Lirex::IntfId> movingInterfaces(const Interface::AllIntfStatusDir& intfs,
+                                         const std::map<Lirex::IntfId, U32>& want) {
+  std::set<Lirex::IntfId> moving;
+  for (const auto& [id, record] : intfs.intfStatus()) {
+    const auto it = want.find(id);
+    if (it == want.end() || !record || record->ifIndex() != it->second) moving.insert(id);
+  }
+  for (const auto& [id, ifIndex] : want) {
+    if (!intfs.intfStatus().contains(id)) moving.insert(id);
+  }
+  return moving;
+}
+
 }  // namespace
 
 StatePublisher::StatePublisher(const StateTree& tree)
@@ -149,6 +164,22 @@ PublishSummary StatePublisher::apply(const StateDocument& doc, std::string_view 
   auto& configs = *vrrpConfig_;
   auto& statuses = *vrrpStatus_;
 
+  // The mirroring machines read an interface's status record only when they make a virtual
+  // router's rows, and keep using that record. So the VRRP status of an interface that
+  // appears, goes or is renumbered is taken away first, while its routers' rows can still be
+  // found under the ifIndex they were made with, and given back last, once the interface is as
+  // the document has it: the rows are then made afresh under the new ifIndex, or not at all.
+  const std::set<Lirex::IntfId> moving = movingInterfaces(intfs, doc.interfaces);
+  std::map<Lirex::IntfId, StateDocument::VrStatuses> statusNow, statusLast;
+  for (const auto& [id, vrs] : doc.vrrpStatus)
+    (moving.contains(id) ? statusLast : statusNow)[id] = vrs;
+  for (const Lirex::IntfId& id : moving) {
+    const auto it = statuses.vrIntfStatus().find(id);
+    if (it == statuses.vrIntfStatus().end()) continue;
+    s.recordsRemoved += 1 + (it->second ? it->second->vrStatus().size() : 0);
+    statuses.vrIntfStatusDel(id);
+  }
+
   addOrUpdate(
       intfs.intfStatus(), doc.interfaces,
       [&](const Lirex::IntfId& id, const auto& r) { intfs.intfStatusIs(id, r); }, fillIntfStatus,
@@ -162,7 +193,7 @@ PublishSummary StatePublisher::apply(const StateDocument& doc, std::string_view 
       [&](const Lirex::IntfId& id, const auto& r) { configs.vrrpIntfConfigIs(id, r); },
       fillIntfConfig, s);
   addOrUpdate(
-      statuses.vrIntfStatus(), doc.vrrpStatus,
+      statuses.vrIntfStatus(), statusNow,
       [&](const Lirex::IntfId& id, const auto& r) { statuses.vrIntfStatusIs(id, r); },
       fillIntfVrStatus, s);
 
@@ -190,6 +221,10 @@ PublishSummary StatePublisher::apply(const StateDocument& doc, std::string_view 
   removeMissing(
       intfs.intfStatus(), doc.interfaces, [&](const Lirex::IntfId& id) { intfs.intfStatusDel(id); },
       leaf<Interface::IntfStatus>, s);
+  addOrUpdate(
+      statuses.vrIntfStatus(), statusLast,
+      [&](const Lirex::IntfId& id, const auto& r) { statuses.vrIntfStatusIs(id, r); },
+      fillIntfVrStatus, s);
 
   KIV_TRACE(zentraTrace(), 1, "applied " << source << ": " << s);
   return s;

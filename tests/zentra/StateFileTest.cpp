@@ -130,6 +130,21 @@ TEST_F(StateFileTest, WatcherSeesEveryWayTheFileIsReplaced) {
   EXPECT_TRUE(watcher.watching());
 }
 
+// A document refused for its permissions is fixed with a chmod alone: that must be noticed.
+TEST_F(StateFileTest, WatcherSeesPermissionChanges) {
+  write(file, kGood);
+  StateFileWatcher watcher(file);
+  fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write);
+  ASSERT_TRUE(readable(watcher));
+  EXPECT_TRUE(watcher.handleEvents());
+  write((dir / "other.json").string(), kGood);
+  ASSERT_TRUE(readable(watcher));
+  watcher.handleEvents();
+  fs::permissions(dir / "other.json", fs::perms::owner_read);  // another file's: not ours
+  ASSERT_TRUE(readable(watcher));
+  EXPECT_FALSE(watcher.handleEvents());
+}
+
 TEST_F(StateFileTest, WatcherCoalescesABurstAndNoticesItsDirectoryGoing) {
   StateFileWatcher watcher(file);
   for (int i = 0; i < 20; ++i) write(file, kGood);
