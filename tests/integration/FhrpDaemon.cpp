@@ -26,11 +26,12 @@ void FhrpDaemon::replaceState(const std::string& json) {
 }
 
 Process& FhrpDaemon::launch(const std::vector<std::string>& args) {
-  std::vector<std::string> argv{fhrpSnmpdPath()};
+  std::vector<std::string> argv = wrapper_;
+  argv.push_back(fhrpSnmpdPath());
   argv.insert(argv.end(), args.begin(), args.end());
-  process_ = std::make_unique<Process>(argv, dir_.path(), "fhrp-snmpd",
-                                       Env{{"SNMP_PERSISTENT_DIR", (dir_ / "persist").string()},
-                                           {"MIBS", ""}});
+  Env env{{"SNMP_PERSISTENT_DIR", (dir_ / "persist").string()}, {"MIBS", ""}};
+  env.insert(env.end(), env_.begin(), env_.end());
+  process_ = std::make_unique<Process>(argv, dir_.path(), "fhrp-snmpd", env);
   return *process_;
 }
 

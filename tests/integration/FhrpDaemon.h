@@ -33,6 +33,10 @@ class FhrpDaemon {
   void start(const std::vector<std::string>& extraArgs = {});
   // Starts without waiting, for tests of failed starts.
   Process& launch(const std::vector<std::string>& args);
+  // For the launches that follow: more environment (e.g. sanitizer options), and a command
+  // that runs the daemon (e.g. {"setpriv", ..., "--"}).
+  void environmentIs(Env env) { env_ = std::move(env); }
+  void wrapperIs(std::vector<std::string> wrapper) { wrapper_ = std::move(wrapper); }
   void stop();
 
   std::string address() const;
@@ -50,6 +54,8 @@ class FhrpDaemon {
   std::filesystem::path statePath_;
   std::uint16_t port_ = 0;
   std::unique_ptr<Process> process_;
+  Env env_;
+  std::vector<std::string> wrapper_;
   int edits_ = 0;
 };
 
