@@ -1,0 +1,174 @@
+#!/usr/bin/env bash
+# Walk rates of fhrp-snmpd against net-snmp's own table helper (baseline-agent) on the same
+# generated state documents, for N = 16, 256, 4096 and 16384 virtual routers.
+#
+#   bench/walk.sh [BUILD_DIR]        (default build-bench; `make bench` runs it)
+#
+# Both agents serve the same document on their own 127.0.0.1 ports. walk-rate walks each
+# table with GETBULK, max-repetitions 25 (what snmpbulkwalk -Cr25 sends: a response of 25
+# vrrpOperTable varbinds stays near 800 bytes, well inside one unfragmented datagram), and
+# times only the walks; the two agents are measured in alternating rounds so that a busy
+# machine slows both alike, and the best round counts. snmpbulkwalk itself then walks each
+# table once per agent: its outputs must agree (the up-time column aside, which moves with the
+# clock), and its wall time, tool start-up included, is printed for reference.
+#
+# Environment: WALK_SIZES ("16 256 4096 16384"), WALK_ROUNDS (3), WALK_SAMPLES (3),
+# WALK_MIN_SECONDS (0.3), WALK_MAX_REPETITIONS (25), WALK_KEEP_TMP=1 keeps the scratch folder.
+set -euo pipefail
+
+build=${1:-build-bench}
+sizes=${WALK_SIZES:-16 256 4096 16384}
+rounds=${WALK_ROUNDS:-3}
+samples=${WALK_SAMPLES:-3}
+min_seconds=${WALK_MIN_SECONDS:-0.3}
+reps=${WALK_MAX_REPETITIONS:-25}
+
+gen_state=$build/tools/gen-state
+walk_rate=$build/bench/walk/walk-rate
+baseline=$build/bench/baseline/baseline-agent
+ours=$build/host/fhrp-snmpd
+for tool in "$gen_state" "$walk_rate" "$baseline"; do
+  [[ -x $tool ]] || { echo "walk.sh: $tool is not built (cmake --preset bench)" >&2; exit 2; }
+done
+have_ours=1
+if [[ ! -x $ours ]]; then
+  echo "walk.sh: $ours is not built yet: measuring the baseline alone" >&2
+  have_ours=0
+fi
+
+export MIBS=
+tmp=$(mktemp -d "${TMPDIR:-/tmp}/fhrp-walk.XXXXXX")
+export SNMP_PERSISTENT_DIR=$tmp/persist
+mkdir -p "$SNMP_PERSISTENT_DIR"
+pids=()
+cleanup() {
+  local pid
+  for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null && wait "$pid" 2>/dev/null || true; done
+  if [[ ${WALK_KEEP_TMP:-0} == 1 ]]; then echo "walk.sh: scratch kept in $tmp" >&2; else rm -rf "$tmp"; fi
+}
+trap cleanup EXIT
+
+# start NAME PROGRAM DOC: starts an agent on a free port and sets $port and $pid. A port
+# someone else holds makes the agent exit with its error line; then another port is tried.
+start() {
+  local name=$1 program=$2 doc=$3 attempt log
+  for attempt in 1 2 3 4 5 6 7 8; do
+    port=$((20000 + RANDOM % 12000))
+    log=$tmp/$name.$port.log
+    "$program" --state "$doc" --listen "udp:127.0.0.1:$port" --community public 2>"$log" &
+    pid=$!
+    local waited=0
+    while ! grep -q ': ready on ' "$log"; do
+      if ! kill -0 "$pid" 2>/dev/null; then break; fi
+      sleep 0.05
+      waited=$((waited + 1))
+      if ((waited > 1200)); then echo "walk.sh: $name did not get ready" >&2; exit 1; fi
+    done
+    if grep -q ': ready on ' "$log"; then pids+=("$pid"); return 0; fi
+    wait "$pid" 2>/dev/null || true
+  done
+  echo "walk.sh: $name could not start; last log:" >&2
+  cat "$log" >&2
+  exit 1
+}
+
+stop() {
+  kill "$1" 2>/dev/null || true
+  wait "$1" 2>/dev/null || true
+}
+
+# rate PORT OID: one walk-rate run; sets $walked (varbinds in one walk) and $rated (best
+# varbinds per second).
+rate() {
+  local line
+  line=$(timeout 600 "$walk_rate" --peer "udp:127.0.0.1:$1" --oid "$2" --max-repetitions "$reps" \
+    --samples "$samples" --min-seconds "$min_seconds")
+  walked=$(sed -E 's/.*varbinds=([0-9]+).*/\1/' <<<"$line")
+  rated=$(sed -E 's/.*rate=([0-9]+).*/\1/' <<<"$line")
+}
+
+# bulkwalk PORT OID OUT: one snmpbulkwalk into OUT; prints its wall time in seconds.
+bulkwalk() {
+  local t0 t1
+  t0=$(date +%s%N)
+  snmpbulkwalk -v2c -c public -On -Cr"$reps" -t 10 -r 0 "udp:127.0.0.1:$1" "$2" >"$3"
+  t1=$(date +%s%N)
+  awk -v a="$t0" -v b="$t1" 'BEGIN { printf "%.3f", (b - a) / 1e9 }'
+}
+
+max() { awk -v a="$1" -v b="$2" 'BEGIN { print (a > b ? a : b) }'; }
+
+tables=("vrrpOperTable 1.3.6.1.2.1.68.1.3" "vrrpAssoIpAddrTable 1.3.6.1.2.1.68.1.4")
+declare -A result
+for n in $sizes; do
+  doc=$tmp/state-$n.json
+  "$gen_state" "$n" >"$doc"
+  start baseline "$baseline" "$doc"
+  base_port=$port base_pid=$pid
+  if ((have_ours)); then
+    start ours "$ours" "$doc"
+    ours_port=$port ours_pid=$pid
+  fi
+  for entry in "${tables[@]}"; do
+    read -r table toid <<<"$entry"
+    best_ours=0 best_base=0
+    for ((r = 0; r < rounds; r++)); do
+      if ((have_ours)); then
+        rate "$ours_port" "$toid"
+        best_ours=$(max "$best_ours" "$rated")
+        ours_walked=$walked
+      fi
+      rate "$base_port" "$toid"
+      best_base=$(max "$best_base" "$rated")
+    done
+    result[$table,$n,varbinds]=$walked
+    result[$table,$n,base]=$best_base
+    result[$table,$n,base_tool]=$(bulkwalk "$base_port" "$toid" "$tmp/$table-$n.base")
+    result[$table,$n,ours]=-
+    result[$table,$n,ours_tool]=-
+    result[$table,$n,same]=-
+    if ((have_ours)); then
+      result[$table,$n,ours]=$best_ours
+      if [[ $ours_walked != "$walked" ]]; then result[$table,$n,varbinds]="$ours_walked!=$walked"; fi
+      result[$table,$n,ours_tool]=$(bulkwalk "$ours_port" "$toid" "$tmp/$table-$n.ours")
+      # Column 13 (vrrpOperVirtualRouterUpTime) moves with the clock.
+      if diff -q <(grep -v '^\.1\.3\.6\.1\.2\.1\.68\.1\.3\.1\.13\.' "$tmp/$table-$n.ours") \
+        <(grep -v '^\.1\.3\.6\.1\.2\.1\.68\.1\.3\.1\.13\.' "$tmp/$table-$n.base") >/dev/null; then
+        result[$table,$n,same]=yes
+      else
+        result[$table,$n,same]=NO
+        WALK_KEEP_TMP=1
+      fi
+    fi
+  done
+  stop "$base_pid"
+  if ((have_ours)); then stop "$ours_pid"; fi
+done
+
+first=${sizes%% *}
+last=${sizes##* }
+for entry in "${tables[@]}"; do
+  read -r table toid <<<"$entry"
+  echo
+  echo "$table ($toid): GETBULK max-repetitions $reps, best of $rounds rounds x $samples samples"
+  printf '%7s %9s %12s %14s %7s %10s %18s %5s\n' N varbinds "ours vb/s" "baseline vb/s" ratio \
+    "vs N=$first" "snmpbulkwalk s" same
+  for n in $sizes; do
+    ours_rate=${result[$table,$n,ours]}
+    base_rate=${result[$table,$n,base]}
+    if [[ $ours_rate == - ]]; then
+      ratio=- scale=-
+    else
+      ratio=$(awk -v a="$ours_rate" -v b="$base_rate" 'BEGIN { printf "%.2f", a / b }')
+      scale=$(awk -v a="$ours_rate" -v b="${result[$table,$first,ours]}" 'BEGIN { printf "%.2f", a / b }')
+    fi
+    printf '%7s %9s %12s %14s %7s %10s %18s %5s\n' "$n" "${result[$table,$n,varbinds]}" \
+      "$ours_rate" "$base_rate" "$ratio" "$scale" \
+      "${result[$table,$n,ours_tool]}/${result[$table,$n,base_tool]}" "${result[$table,$n,same]}"
+  done
+  if ((have_ours)); then
+    awk -v a="${result[$table,$last,ours]}" -v b="${result[$table,$first,ours]}" -v n="$last" \
+      -v f="$first" 'BEGIN { r = a / b; printf "  rate(N=%s) / rate(N=%s) = %.2f (target >= 0.8): %s\n",
+      n, f, r, r >= 0.8 ? "met" : "MISSED" }'
+  fi
+done
