@@ -83,10 +83,15 @@ format-check:
 	$(SOURCES) | xargs -0 -r clang-format --dry-run --Werror
 
 clean:
-	rm -rf build build-asan
+	rm -rf build build-asan build-bench
 
 demo:
 	@echo "make demo: not yet available (it arrives with the daemon)"; exit 1
 
-bench:
-	@echo "make bench: not yet available"; exit 1
+# Release build with the benchmarks in build-bench/, then every benchmark in turn; the tables go
+# to standard output (docs/performance.md keeps the latest and how they were taken).
+bench: deps
+	@echo "== bench: Release with the benchmarks in build-bench/"
+	cmake --preset bench
+	cmake --build --preset bench -j $(JOBS)
+	bench/run.sh build-bench
