@@ -14,6 +14,11 @@ echo "== date: $(date -u '+%Y-%m-%d %H:%M UTC'), load average: $(cut -d' ' -f1-3
 echo "== commit: $(git rev-parse --short HEAD 2>/dev/null || echo unknown)"
 
 echo
+echo "== the benchmarks' own tools"
+ctest --test-dir "$build" -R '^(BaselineRowsTest|BaselineTablesTest|ProcessMemoryTest)\.' \
+  --output-on-failure | tail -n 3
+
+echo
 echo "== micro: $build/bench/micro/micro_bench"
 "$build/bench/micro/micro_bench" --benchmark_min_time="${MICRO_MIN_TIME:-0.2}" 2>/dev/null
 

@@ -124,6 +124,12 @@ for n in $sizes; do
     result[$table,$n,varbinds]=$walked
     result[$table,$n,base]=$best_base
     result[$table,$n,base_tool]=$(bulkwalk "$base_port" "$toid" "$tmp/$table-$n.base")
+    # walk-rate must see what the tool sees.
+    if [[ $(wc -l <"$tmp/$table-$n.base") != "$walked" ]]; then
+      echo "walk.sh: walk-rate counted $walked varbinds of $table at N=$n, snmpbulkwalk" \
+        "$(wc -l <"$tmp/$table-$n.base")" >&2
+      exit 1
+    fi
     result[$table,$n,ours]=-
     result[$table,$n,ours_tool]=-
     result[$table,$n,same]=-

@@ -22,6 +22,12 @@ const Value& member(const Value& object, std::string_view key) {
   return v ? *v : null;
 }
 
+// An absent member is an empty object: a document may leave any section out.
+const std::vector<Zentra::Json::Member>& members(const Value& object) {
+  static const std::vector<Zentra::Json::Member> none;
+  return object.isNull() ? none : object.members();
+}
+
 S64 integer(const Value& object, std::string_view key, S64 absent) {
   const Value& v = member(object, key);
   return v.isNull() ? absent : v.asInt64();
@@ -71,7 +77,7 @@ void addRouter(const Value& config, const Value& status, S32 ifIndex, U32 vrId, 
                    : r.state == 2 ? address(text(status, "srcAddr", "0.0.0.0"))
                                   : 0;
   S64 trueAddrs = 0;
-  for (const auto& a : member(status, "ipAddrs").members()) {
+  for (const auto& a : members(member(status, "ipAddrs"))) {
     if (!a.value.asBool()) continue;
     ++trueAddrs;
     U32 addr = address(a.key);
@@ -86,22 +92,22 @@ void addRouter(const Value& config, const Value& status, S32 ifIndex, U32 vrId, 
 StateRows readStateRows(std::string_view json) {
   const Value doc = Zentra::Json::parse(json);
   std::map<Kiv::String8, S32> ifIndex;
-  for (const auto& intf : member(doc, "interfaces").members()) {
+  for (const auto& intf : members(member(doc, "interfaces"))) {
     ifIndex[intf.key] = static_cast<S32>(integer(intf.value, "ifIndex", 0));
   }
   std::map<Kiv::String8, U32> ownAddr;
-  for (const auto& intf : member(doc, "ip").members()) {
+  for (const auto& intf : members(member(doc, "ip"))) {
     Kiv::String8 withMask = text(intf.value, "activeAddrWithMask", "0.0.0.0/0");
     ownAddr[intf.key] = address(withMask.substr(0, withMask.find('/')));
   }
   StateRows rows;
   const Value& configs = member(doc, "vrrpConfig");
-  for (const auto& intf : member(doc, "vrrpStatus").members()) {
+  for (const auto& intf : members(member(doc, "vrrpStatus"))) {
     const Value& intfConfig = member(configs, intf.key);
     // An interface that has no ifIndex record reads as ifIndex 0, as a missing record does.
     S32 index = ifIndex.count(intf.key) ? ifIndex[intf.key] : 0;
     U32 own = ownAddr.count(intf.key) ? ownAddr[intf.key] : 0;
-    for (const auto& vr : intf.value.members()) {
+    for (const auto& vr : members(intf.value)) {
       const Value& config = member(intfConfig, vr.key);
       if (config.isNull()) continue;
       addRouter(config, vr.value, index, static_cast<U32>(std::stoul(vr.key)), own, rows);

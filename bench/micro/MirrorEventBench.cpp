@@ -56,7 +56,8 @@ std::string document(long n, long backup = -1) {
 // The daemon's service with n routers loaded. The service is made once per process: it
 // registers the product's types, which can happen only once.
 struct Loaded {
-  explicit Loaded(long n) : path(std::filesystem::temp_directory_path() / "fhrp-mirror-event.json") {
+  explicit Loaded(long n)
+      : path(std::filesystem::temp_directory_path() / "fhrp-mirror-event.json") {
     std::ofstream(path) << document(n);
     service = std::make_unique<Host::Service>(path.string(), false);
     service->start();

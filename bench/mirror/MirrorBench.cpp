@@ -90,8 +90,7 @@ int main(int argc, char** argv) {
     const double startMs = millis([&] { service.start(); });
     const Bench::ProcessMemory after = Bench::settledProcessMemory();
 
-    auto model = Kiv::ptrCast<FhrpSnmp::VrrpMib>(
-        SnmpUtil::getEntityRelative("snmp/vrrp/vrrpMIB"));
+    auto model = Kiv::ptrCast<FhrpSnmp::VrrpMib>(SnmpUtil::getEntityRelative("snmp/vrrp/vrrpMIB"));
     if (!model) throw Kiv::RangeException("no model at snmp/vrrp/vrrpMIB");
     const size_t routers = model->operTableCollection()->size();
     const size_t addresses = model->assoIpAddrTableCollection()->size();
@@ -125,8 +124,7 @@ int main(int argc, char** argv) {
         routers, addresses, startMs, median(one), median(failover), parseMs,
         static_cast<unsigned long long>(before.rssKiB),
         static_cast<unsigned long long>(after.rssKiB),
-        static_cast<unsigned long long>(after.hwmKiB),
-        static_cast<unsigned long long>(end.hwmKiB));
+        static_cast<unsigned long long>(after.hwmKiB), static_cast<unsigned long long>(end.hwmKiB));
   } catch (const std::exception& e) {
     std::fprintf(stderr, "mirror-bench: %s\n", e.what());
     fs::remove(live);
