@@ -85,8 +85,10 @@ format-check:
 clean:
 	rm -rf build build-asan build-bench
 
-demo:
-	@echo "make demo: not yet available (it arrives with the daemon)"; exit 1
+# Builds the daemon and runs it on examples/lab.json with a local trap receiver.
+demo: deps
+	$(build-default)
+	@scripts/demo.sh
 
 # Release build with the benchmarks in build-bench/, then every benchmark in turn; the tables go
 # to standard output (docs/performance.md keeps the latest and how they were taken).
