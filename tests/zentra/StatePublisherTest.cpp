@@ -1,0 +1,287 @@
+#include "zentra/StatePublisher.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "kiv/Trace.h"
+
+namespace Zentra {
+namespace {
+
+using Lirex::IntfId;
+using Lirex::IpAddr;
+using Routing::Fhrp::FhrpState;
+using Routing::Fhrp::VrId;
+
+template <class K>
+std::string keyText(const K& key) {
+  std::ostringstream os;
+  os << key;
+  return os.str();
+}
+
+// A reactor that logs every notification of its record as "<where><attribute>", declared from
+// the record's own attribute list so that no callback can be forgotten.
+#define SPY_ATTR(T, n, N, init) \
+  void on##N() override {       \
+    note(#n);                   \
+  }
+#define SPY_COLL(K, V, n, N)           \
+  void on##N(const K& key) override {  \
+    note(#n "[" + keyText(key) + "]"); \
+  }                                    \
+  void on##N() override {              \
+    note(#n "(all)");                  \
+  }
+#define SPY(Name, Record, ATTRS)                                                            \
+  class Name : public Record::NotifieeConst {                                               \
+   public:                                                                                  \
+    Name(const Kiv::Ptr<const Record>& r, std::string where, std::vector<std::string>* log) \
+        : NotifieeConst(r), where_(std::move(where)), log_(log) {}                          \
+    ATTRS(SPY_ATTR, SPY_COLL)                                                               \
+   private:                                                                                 \
+    void note(const std::string& what) { log_->push_back(where_ + what); }                  \
+    std::string where_;                                                                     \
+    std::vector<std::string>* log_;                                                         \
+  };
+
+SPY(IntfDirSpy, Interface::AllIntfStatusDir, INTERFACE_ALL_INTF_STATUS_DIR_ATTRS)
+SPY(IntfSpy, Interface::IntfStatus, INTERFACE_INTF_STATUS_ATTRS)
+SPY(IpSpy, Ip::Status, IP_STATUS_ATTRS)
+SPY(IpIntfSpy, Ip::IpIntfStatus, IP_IP_INTF_STATUS_ATTRS)
+SPY(FhrpConfigSpy, Routing::Fhrp::Config, FHRP_CONFIG_ATTRS)
+SPY(VrrpConfigSpy, Routing::Fhrp::VrrpConfig, FHRP_VRRP_CONFIG_ATTRS)
+SPY(IntfConfigSpy, Routing::Fhrp::VrrpIntfConfig, FHRP_VRRP_INTF_CONFIG_ATTRS)
+SPY(VrConfigSpy, Routing::Fhrp::VrrpVirtualRouterConfig, FHRP_VRRP_VIRTUAL_ROUTER_CONFIG_ATTRS)
+SPY(StatusSpy, Routing::Fhrp::StatusV4, FHRP_STATUS_V4_ATTRS)
+SPY(IntfStatusSpy, Routing::Fhrp::VirtualRouterIntfStatusV4,
+    FHRP_VIRTUAL_ROUTER_INTF_STATUS_V4_ATTRS)
+SPY(VrStatusSpy, Routing::Fhrp::VirtualRouterStatusV4, FHRP_VIRTUAL_ROUTER_STATUS_V4_ATTRS)
+
+const char* const kBase = R"({
+  "interfaces": { "Ethernet1": { "ifIndex": 1 }, "Ethernet2": { "ifIndex": 2 } },
+  "ip": { "Ethernet1": { "activeAddrWithMask": "192.0.2.2/24" },
+          "Ethernet2": { "activeAddrWithMask": "198.51.100.2/24" } },
+  "vrrpConfig": { "Ethernet1": { "5": { "priority": 200 }, "6": {} },
+                  "Ethernet2": { "7": {} } },
+  "vrrpStatus": {
+    "Ethernet1": {
+      "5": { "state": "master", "priority": 200, "srcAddr": "192.0.2.2",
+             "virtualMacAddr": "00:00:5e:00:01:05",
+             "ipAddrs": { "192.0.2.1": true, "192.0.2.11": true }, "upSince": 1763760000 },
+      "6": { "state": "backup", "priority": 100, "srcAddr": "192.0.2.3",
+             "virtualMacAddr": "00:00:5e:00:01:06", "ipAddrs": { "192.0.2.6": true } } },
+    "Ethernet2": {
+      "7": { "state": "initialize", "priority": 100, "srcAddr": "0.0.0.0",
+             "virtualMacAddr": "00:00:5e:00:01:07", "ipAddrs": {} } } }
+})";
+const IntfId kEth1("Ethernet1");
+const IntfId kEth2("Ethernet2");
+
+struct StatePublisherTest : ::testing::Test {
+  StateTree tree;
+  StatePublisher publisher{tree};
+  StateDocument doc = parseStateDocument(kBase);
+  std::vector<std::string> log;
+  std::vector<Kiv::Ptr<Kiv::NotifieeBase>> spies;
+
+  template <class S, class R>
+  void spy(const Kiv::Ptr<R>& record, const std::string& where) {
+    spies.push_back(Kiv::make<S>(record, where, &log));
+  }
+  // Puts a spy on every record the tree holds now.
+  void spyOnAll() {
+    spy<IntfDirSpy>(tree.allIntfStatus(), "interfaces.");
+    for (const auto& [id, r] : tree.allIntfStatus()->intfStatus()) {
+      spy<IntfSpy>(r, "interfaces[" + id.name() + "].");
+    }
+    spy<IpSpy>(tree.ipStatus(), "ip.");
+    for (const auto& [id, r] : tree.ipStatus()->ipIntfStatus()) {
+      spy<IpIntfSpy>(r, "ip[" + id.name() + "].");
+    }
+    spy<FhrpConfigSpy>(tree.fhrpConfig(), "fhrpConfig.");
+    spy<VrrpConfigSpy>(tree.vrrpConfig(), "vrrpConfig.");
+    for (const auto& [id, intf] : tree.vrrpConfig()->vrrpIntfConfig()) {
+      spy<IntfConfigSpy>(intf, "vrrpConfig[" + id.name() + "].");
+      for (const auto& [vrId, vr] : intf->virtualRouterConfig()) {
+        spy<VrConfigSpy>(vr, "vrrpConfig[" + id.name() + "][" + std::to_string(vrId) + "].");
+      }
+    }
+    spy<StatusSpy>(tree.vrrpStatus(), "vrrpStatus.");
+    for (const auto& [id, intf] : tree.vrrpStatus()->vrIntfStatus()) {
+      spy<IntfStatusSpy>(intf, "vrrpStatus[" + id.name() + "].");
+      for (const auto& [vrId, vr] : intf->vrStatus()) {
+        spy<VrStatusSpy>(vr, "vrrpStatus[" + id.name() + "][" + std::to_string(vrId) + "].");
+      }
+    }
+  }
+  // Applies the base document, then watches everything it made.
+  void startFromBase() {
+    publisher.apply(doc);
+    spyOnAll();
+  }
+  Kiv::Ptr<Routing::Fhrp::VirtualRouterStatusV4> vrStatus(const IntfId& intf, VrId vr) {
+    return tree.vrrpStatus()->vrIntfStatus(intf)->vrStatus(vr);
+  }
+};
+
+using Log = std::vector<std::string>;
+
+TEST_F(StatePublisherTest, TreeMountsItsRootsAtFixedPaths) {
+  const auto& root = tree.root();
+  EXPECT_EQ(root->lookup("fhrp/config"), tree.fhrpConfig());
+  EXPECT_EQ(root->lookup("fhrp/status/v4"), tree.vrrpStatus());
+  EXPECT_EQ(root->lookup("interface/status/all"), tree.allIntfStatus());
+  EXPECT_EQ(root->lookup("ip/status"), tree.ipStatus());
+  ASSERT_TRUE(tree.vrrpConfig());
+  EXPECT_EQ(tree.fhrpConfig()->vrrpConfig(), tree.vrrpConfig());
+  EXPECT_TRUE(tree.vrrpConfig()->vrrpIntfConfig().empty());
+}
+
+// A reactor on the status root that looks at each interface record as it arrives.
+class ArrivalInspector : public Routing::Fhrp::StatusV4::NotifieeConst {
+ public:
+  using NotifieeConst::NotifieeConst;
+  void onVrIntfStatus(const IntfId& id) override {
+    const auto intf = notifier()->vrIntfStatus(id);
+    std::string seen = id.name() + ":";
+    for (const auto& [vrId, vr] : intf->vrStatus()) {
+      seen += " " + std::to_string(vrId) + "=" + keyText(vr->state()) + "/" +
+              std::to_string(vr->ipAddrs().size()) + "/" + keyText(vr->virtualMacAddr());
+    }
+    arrivals.push_back(seen);
+  }
+  Log arrivals;
+};
+
+TEST_F(StatePublisherTest, NewRecordsArriveFilledAndLayerByLayer) {
+  spyOnAll();
+  auto inspector = Kiv::make<ArrivalInspector>(tree.vrrpStatus());
+  const PublishSummary summary = publisher.apply(doc);
+
+  EXPECT_EQ(log,
+            (Log{"interfaces.intfStatus[Ethernet1]", "interfaces.intfStatus[Ethernet2]",
+                 "ip.ipIntfStatus[Ethernet1]", "ip.ipIntfStatus[Ethernet2]",
+                 "vrrpConfig.vrrpIntfConfig[Ethernet1]", "vrrpConfig.vrrpIntfConfig[Ethernet2]",
+                 "vrrpStatus.vrIntfStatus[Ethernet1]", "vrrpStatus.vrIntfStatus[Ethernet2]"}));
+  EXPECT_EQ(inspector->arrivals,
+            (Log{"Ethernet1: 5=master/2/00:00:5e:00:01:05 6=backup/1/00:00:5e:00:01:06",
+                 "Ethernet2: 7=initialize/0/00:00:5e:00:01:07"}));
+  EXPECT_EQ(summary, (PublishSummary{14, 0, 0}));
+  EXPECT_EQ(tree.vrrpConfig()->vrrpIntfConfig(kEth1)->virtualRouterConfig(5)->priority(), 200u);
+}
+
+TEST_F(StatePublisherTest, ApplyingTheSameDocumentAgainNotifiesNobody) {
+  startFromBase();
+  ASSERT_EQ(spies.size(), 19u);
+  Kiv::TraceCapture capture("Zentra", 1u << 1);
+  EXPECT_TRUE(publisher.apply(parseStateDocument(kBase), "/run/state.json").unchanged());
+  EXPECT_EQ(log, Log{});
+  EXPECT_EQ(capture.lines(),
+            Log{"applied /run/state.json: 0 records added, 0 removed, 0 attributes changed"});
+}
+
+TEST_F(StatePublisherTest, FailoverFiresOnlyThatRoutersState) {
+  startFromBase();
+  doc.vrrpStatus[kEth1][5].state = FhrpState::backup;
+  EXPECT_EQ(publisher.apply(doc), (PublishSummary{0, 0, 1}));
+  EXPECT_EQ(log, Log{"vrrpStatus[Ethernet1][5].state"});
+}
+
+TEST_F(StatePublisherTest, StateChangesAfterTheRoutersOtherAttributes) {
+  startFromBase();
+  auto& six = doc.vrrpStatus[kEth1][6];
+  six.state = FhrpState::master;
+  six.priority = 250;
+  six.srcAddr = IpAddr(192, 0, 2, 2);
+  six.upSince = 1763760100.5;
+  publisher.apply(doc);
+  EXPECT_EQ(log, (Log{"vrrpStatus[Ethernet1][6].priority", "vrrpStatus[Ethernet1][6].srcAddr",
+                      "vrrpStatus[Ethernet1][6].upSince", "vrrpStatus[Ethernet1][6].state"}));
+}
+
+TEST_F(StatePublisherTest, AddressEntriesChangeOneByOne) {
+  startFromBase();
+  const auto record = vrStatus(kEth1, 5);
+  const IpAddr vip(192, 0, 2, 1);
+
+  doc.vrrpStatus[kEth1][5].ipAddrs[vip] = false;
+  doc.vrrpStatus[kEth1][5].ipAddrCount = 1;
+  EXPECT_EQ(publisher.apply(doc), (PublishSummary{0, 0, 2}));
+  EXPECT_EQ(log, (Log{"vrrpStatus[Ethernet1][5].ipAddrs[192.0.2.1]",
+                      "vrrpStatus[Ethernet1][5].ipAddrCount"}));
+  ASSERT_TRUE(record->ipAddrs().contains(vip));
+  EXPECT_FALSE(record->ipAddrs(vip));
+
+  log.clear();
+  doc.vrrpStatus[kEth1][5].ipAddrs.erase(vip);
+  doc.vrrpStatus[kEth1][5].ipAddrs[IpAddr(192, 0, 2, 12)] = true;
+  doc.vrrpStatus[kEth1][5].ipAddrCount = 2;
+  publisher.apply(doc);
+  EXPECT_EQ(log, (Log{"vrrpStatus[Ethernet1][5].ipAddrs[192.0.2.12]",
+                      "vrrpStatus[Ethernet1][5].ipAddrs[192.0.2.1]",
+                      "vrrpStatus[Ethernet1][5].ipAddrCount"}));
+  EXPECT_EQ(record->ipAddrs(),
+            (std::map<IpAddr, bool>{{IpAddr(192, 0, 2, 11), true}, {IpAddr(192, 0, 2, 12), true}}));
+}
+
+TEST_F(StatePublisherTest, RecordsThatStayAreUpdatedInPlace) {
+  startFromBase();
+  const auto intf = tree.allIntfStatus()->intfStatus(kEth1);
+  const auto config = tree.vrrpConfig()->vrrpIntfConfig(kEth1);
+  const auto vrConfig = config->virtualRouterConfig(5);
+  const auto status = vrStatus(kEth1, 5);
+
+  doc.interfaces[kEth1] = 11;
+  doc.vrrpConfig[kEth1][5].preempt = false;
+  doc.vrrpConfig[kEth1][5].authKey = "k";
+  doc.vrrpStatus[kEth1][5].virtualMacAddr =
+      Lirex::strepToValue<Lirex::EthAddr>("02:00:00:00:00:05");
+  EXPECT_EQ(publisher.apply(doc), (PublishSummary{0, 0, 4}));
+  EXPECT_EQ(log,
+            (Log{"interfaces[Ethernet1].ifIndex", "vrrpConfig[Ethernet1][5].preempt",
+                 "vrrpConfig[Ethernet1][5].authKey", "vrrpStatus[Ethernet1][5].virtualMacAddr"}));
+  EXPECT_EQ(tree.allIntfStatus()->intfStatus(kEth1), intf);
+  EXPECT_EQ(tree.vrrpConfig()->vrrpIntfConfig(kEth1), config);
+  EXPECT_EQ(config->virtualRouterConfig(5), vrConfig);
+  EXPECT_EQ(vrStatus(kEth1, 5), status);
+  EXPECT_EQ(std::tie(intf->ifIndex(), vrConfig->preempt()), std::make_tuple(11u, false));
+}
+
+TEST_F(StatePublisherTest, VirtualRoutersComeAndGoAsSingleMembers) {
+  startFromBase();
+  doc.vrrpConfig[kEth2][9] = {};
+  doc.vrrpStatus[kEth2][9] = doc.vrrpStatus[kEth2][7];
+  doc.vrrpConfig[kEth1].erase(6);
+  doc.vrrpStatus[kEth1].erase(6);
+  EXPECT_EQ(publisher.apply(doc), (PublishSummary{2, 2, 0}));
+  EXPECT_EQ(log, (Log{"vrrpConfig[Ethernet2].virtualRouterConfig[9]",
+                      "vrrpStatus[Ethernet2].vrStatus[9]", "vrrpStatus[Ethernet1].vrStatus[6]",
+                      "vrrpConfig[Ethernet1].virtualRouterConfig[6]"}));
+}
+
+TEST_F(StatePublisherTest, RemovingAnInterfaceRemovesItsMembersVrrpFirst) {
+  startFromBase();
+  doc.interfaces.erase(kEth2);
+  doc.ip.erase(kEth2);
+  doc.vrrpConfig.erase(kEth2);
+  doc.vrrpStatus.erase(kEth2);
+  EXPECT_EQ(publisher.apply(doc), (PublishSummary{0, 6, 0}));
+  EXPECT_EQ(log, (Log{"vrrpStatus.vrIntfStatus[Ethernet2]", "vrrpConfig.vrrpIntfConfig[Ethernet2]",
+                      "ip.ipIntfStatus[Ethernet2]", "interfaces.intfStatus[Ethernet2]"}));
+}
+
+TEST_F(StatePublisherTest, AnEmptyDocumentEmptiesTheRootsButKeepsThem) {
+  startFromBase();
+  const auto vrrpConfig = tree.vrrpConfig();
+  EXPECT_EQ(publisher.apply(StateDocument()), (PublishSummary{0, 14, 0}));
+  EXPECT_EQ(log.size(), 8u) << "one delete per interface and tree, no whole-collection clears";
+  EXPECT_TRUE(tree.vrrpConfig()->vrrpIntfConfig().empty());
+  EXPECT_EQ(tree.fhrpConfig()->vrrpConfig(), vrrpConfig);
+}
+
+}  // namespace
+}  // namespace Zentra

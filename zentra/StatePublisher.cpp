@@ -1,0 +1,198 @@
+#include "zentra/StatePublisher.h"
+
+#include <type_traits>
+#include <vector>
+
+#include "zentra/ZentraTrace.h"
+
+namespace Zentra {
+
+std::ostream& operator<<(std::ostream& os, const PublishSummary& summary) {
+  return os << summary.recordsAdded << " records added, " << summary.recordsRemoved << " removed, "
+            << summary.attributesChanged << " attributes changed";
+}
+
+namespace {
+
+using Routing::Fhrp::VrId;
+
+// The setters notify only on a real change already; comparing here as well is for the count.
+template <class R, class T>
+void setAttr(R& record, const T& (R::*get)() const, void (R::*set)(const T&),
+             const std::type_identity_t<T>& want, PublishSummary& summary) {
+  if ((record.*get)() == want) return;
+  (record.*set)(want);
+  ++summary.attributesChanged;
+}
+
+// Updates the members of `have` that `want` keeps, in place, and inserts the ones it lacks,
+// each filled by `fill` before `insert` makes it visible.
+template <class K, class R, class W, class Insert, class Fill>
+void addOrUpdate(const std::map<K, Kiv::Ptr<R>>& have, const std::map<K, W>& want, Insert insert,
+                 Fill fill, PublishSummary& summary) {
+  for (const auto& [key, value] : want) {
+    const auto it = have.find(key);
+    if (it != have.end() && it->second) {
+      fill(*it->second, value, summary);
+      continue;
+    }
+    Kiv::Ptr<R> record = Kiv::make<R>(key);
+    PublishSummary fresh;  // attributes of a new record are not changes
+    fill(*record, value, fresh);
+    summary.recordsAdded += 1 + fresh.recordsAdded;
+    insert(key, record);
+  }
+}
+
+// Deletes the members of `have` that `want` lacks; `below` counts the records under one.
+template <class K, class R, class W, class Del, class Below>
+void removeMissing(const std::map<K, Kiv::Ptr<R>>& have, const std::map<K, W>& want, Del del,
+                   Below below, PublishSummary& summary) {
+  std::vector<K> gone;
+  for (const auto& [key, record] : have) {
+    if (!want.contains(key)) gone.push_back(key);
+  }
+  for (const K& key : gone) {
+    const auto it = have.find(key);
+    if (it == have.end()) continue;
+    summary.recordsRemoved += 1 + (it->second ? below(*it->second) : 0);
+    del(key);
+  }
+}
+
+// Runs `f(record, wanted)` for every member of `have` that `want` keeps.
+template <class K, class R, class W, class F>
+void forEachKept(const std::map<K, Kiv::Ptr<R>>& have, const std::map<K, W>& want, F f) {
+  for (const auto& [key, value] : want) {
+    const auto it = have.find(key);
+    if (it != have.end() && it->second) f(*it->second, value);
+  }
+}
+
+template <class R>
+std::size_t leaf(const R&) {
+  return 0;
+}
+
+void fillIntfStatus(Interface::IntfStatus& r, const U32& ifIndex, PublishSummary& s) {
+  using R = Interface::IntfStatus;
+  setAttr(r, &R::ifIndex, &R::ifIndexIs, ifIndex, s);
+}
+
+void fillIpIntfStatus(Ip::IpIntfStatus& r, const Lirex::IpAddrWithMask& addr, PublishSummary& s) {
+  using R = Ip::IpIntfStatus;
+  setAttr(r, &R::activeAddrWithMask, &R::activeAddrWithMaskIs, addr, s);
+}
+
+void fillVrConfig(Routing::Fhrp::VrrpVirtualRouterConfig& r,
+                  const StateDocument::VirtualRouterConfig& c, PublishSummary& s) {
+  using R = Routing::Fhrp::VrrpVirtualRouterConfig;
+  setAttr(r, &R::version, &R::versionIs, c.version, s);
+  setAttr(r, &R::priority, &R::priorityIs, c.priority, s);
+  setAttr(r, &R::preempt, &R::preemptIs, c.preempt, s);
+  setAttr(r, &R::adminState, &R::adminStateIs, c.adminState, s);
+  setAttr(r, &R::authType, &R::authTypeIs, c.authType, s);
+  setAttr(r, &R::authKey, &R::authKeyIs, c.authKey, s);
+  setAttr(r, &R::advertisementInterval, &R::advertisementIntervalIs, c.advertisementInterval, s);
+}
+
+void fillIntfConfig(Routing::Fhrp::VrrpIntfConfig& r, const StateDocument::VrConfigs& vrs,
+                    PublishSummary& s) {
+  addOrUpdate(
+      r.virtualRouterConfig(), vrs,
+      [&r](VrId id, const auto& vr) { r.virtualRouterConfigIs(id, vr); }, fillVrConfig, s);
+}
+
+void fillVrStatus(Routing::Fhrp::VirtualRouterStatusV4& r,
+                  const StateDocument::VirtualRouterStatus& st, PublishSummary& s) {
+  using R = Routing::Fhrp::VirtualRouterStatusV4;
+  for (const auto& [addr, up] : st.ipAddrs) {
+    const auto it = r.ipAddrs().find(addr);
+    if (it != r.ipAddrs().end() && it->second == up) continue;
+    r.ipAddrsIs(addr, up);
+    ++s.attributesChanged;
+  }
+  std::vector<Lirex::IpAddr> gone;
+  for (const auto& [addr, up] : r.ipAddrs()) {
+    if (!st.ipAddrs.contains(addr)) gone.push_back(addr);
+  }
+  for (const Lirex::IpAddr& addr : gone) {
+    r.ipAddrsDel(addr);
+    ++s.attributesChanged;
+  }
+  setAttr(r, &R::ipAddrCount, &R::ipAddrCountIs, st.ipAddrCount, s);
+  setAttr(r, &R::priority, &R::priorityIs, st.priority, s);
+  setAttr(r, &R::srcAddr, &R::srcAddrIs, st.srcAddr, s);
+  setAttr(r, &R::virtualMacAddr, &R::virtualMacAddrIs, st.virtualMacAddr, s);
+  setAttr(r, &R::upSince, &R::upSinceIs, st.upSince, s);
+  setAttr(r, &R::state, &R::stateIs, st.state, s);
+}
+
+void fillIntfVrStatus(Routing::Fhrp::VirtualRouterIntfStatusV4& r,
+                      const StateDocument::VrStatuses& vrs, PublishSummary& s) {
+  addOrUpdate(
+      r.vrStatus(), vrs, [&r](VrId id, const auto& vr) { r.vrStatusIs(id, vr); }, fillVrStatus, s);
+}
+
+}  // namespace
+
+StatePublisher::StatePublisher(const StateTree& tree)
+    : allIntfStatus_(tree.allIntfStatus()),
+      ipStatus_(tree.ipStatus()),
+      vrrpConfig_(tree.vrrpConfig()),
+      vrrpStatus_(tree.vrrpStatus()) {}
+
+PublishSummary StatePublisher::apply(const StateDocument& doc, std::string_view source) {
+  PublishSummary s;
+  auto& intfs = *allIntfStatus_;
+  auto& ips = *ipStatus_;
+  auto& configs = *vrrpConfig_;
+  auto& statuses = *vrrpStatus_;
+
+  addOrUpdate(
+      intfs.intfStatus(), doc.interfaces,
+      [&](const Lirex::IntfId& id, const auto& r) { intfs.intfStatusIs(id, r); }, fillIntfStatus,
+      s);
+  addOrUpdate(
+      ips.ipIntfStatus(), doc.ip,
+      [&](const Lirex::IntfId& id, const auto& r) { ips.ipIntfStatusIs(id, r); }, fillIpIntfStatus,
+      s);
+  addOrUpdate(
+      configs.vrrpIntfConfig(), doc.vrrpConfig,
+      [&](const Lirex::IntfId& id, const auto& r) { configs.vrrpIntfConfigIs(id, r); },
+      fillIntfConfig, s);
+  addOrUpdate(
+      statuses.vrIntfStatus(), doc.vrrpStatus,
+      [&](const Lirex::IntfId& id, const auto& r) { statuses.vrIntfStatusIs(id, r); },
+      fillIntfVrStatus, s);
+
+  forEachKept(statuses.vrIntfStatus(), doc.vrrpStatus, [&](auto& r, const auto& vrs) {
+    removeMissing(
+        r.vrStatus(), vrs, [&r](VrId id) { r.vrStatusDel(id); },
+        leaf<Routing::Fhrp::VirtualRouterStatusV4>, s);
+  });
+  removeMissing(
+      statuses.vrIntfStatus(), doc.vrrpStatus,
+      [&](const Lirex::IntfId& id) { statuses.vrIntfStatusDel(id); },
+      [](const Routing::Fhrp::VirtualRouterIntfStatusV4& r) { return r.vrStatus().size(); }, s);
+  forEachKept(configs.vrrpIntfConfig(), doc.vrrpConfig, [&](auto& r, const auto& vrs) {
+    removeMissing(
+        r.virtualRouterConfig(), vrs, [&r](VrId id) { r.virtualRouterConfigDel(id); },
+        leaf<Routing::Fhrp::VrrpVirtualRouterConfig>, s);
+  });
+  removeMissing(
+      configs.vrrpIntfConfig(), doc.vrrpConfig,
+      [&](const Lirex::IntfId& id) { configs.vrrpIntfConfigDel(id); },
+      [](const Routing::Fhrp::VrrpIntfConfig& r) { return r.virtualRouterConfig().size(); }, s);
+  removeMissing(
+      ips.ipIntfStatus(), doc.ip, [&](const Lirex::IntfId& id) { ips.ipIntfStatusDel(id); },
+      leaf<Ip::IpIntfStatus>, s);
+  removeMissing(
+      intfs.intfStatus(), doc.interfaces, [&](const Lirex::IntfId& id) { intfs.intfStatusDel(id); },
+      leaf<Interface::IntfStatus>, s);
+
+  KIV_TRACE(zentraTrace(), 1, "applied " << source << ": " << s);
+  return s;
+}
+
+}  // namespace Zentra

@@ -1,0 +1,19 @@
+#include "zentra/StateTree.h"
+
+namespace Zentra {
+
+StateTree::StateTree()
+    : root_(Kiv::make<Kiv::Directory>("state")),
+      fhrpConfig_(Kiv::make<Routing::Fhrp::Config>()),
+      vrrpConfig_(Kiv::make<Routing::Fhrp::VrrpConfig>()),
+      vrrpStatus_(Kiv::make<Routing::Fhrp::StatusV4>()),
+      allIntfStatus_(Kiv::make<Interface::AllIntfStatusDir>()),
+      ipStatus_(Kiv::make<Ip::Status>()) {
+  fhrpConfig_->vrrpConfigIs(vrrpConfig_);
+  root_->bind(kFhrpConfigPath, fhrpConfig_);
+  root_->bind(kVrrpStatusPath, vrrpStatus_);
+  root_->bind(kAllIntfStatusPath, allIntfStatus_);
+  root_->bind(kIpStatusPath, ipStatus_);
+}
+
+}  // namespace Zentra
