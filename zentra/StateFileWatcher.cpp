@@ -1,5 +1,7 @@
 #include "zentra/StateFileWatcher.h"
 
+#include <filesystem>
+
 #include <sys/inotify.h>
 #include <unistd.h>
 
@@ -19,14 +21,9 @@ constexpr U32 kDirectoryGone = IN_DELETE_SELF | IN_MOVE_SELF | IN_IGNORED | IN_U
 }  // namespace
 
 StateFileWatcher::StateFileWatcher(const Kiv::String8& path) {
-  const auto slash = path.rfind('/');
-  if (slash == Kiv::String8::npos) {
-    directory_ = ".";
-    fileName_ = path;
-  } else {
-    directory_ = slash == 0 ? "/" : path.substr(0, slash);
-    fileName_ = path.substr(slash + 1);
-  }
+  const std::filesystem::path p(path);
+  fileName_ = p.filename().string();
+  directory_ = p.has_parent_path() ? p.parent_path().string() : Kiv::String8(1, '.');
   if (fileName_.empty()) throw StateFileError(path, "names a directory, not a file");
   fd_ = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
   if (fd_ < 0) {
@@ -37,8 +34,10 @@ StateFileWatcher::StateFileWatcher(const Kiv::String8& path) {
     const int error = errno;
     ::close(fd_);
     fd_ = -1;
-    throw StateFileError(path,
-                         "cannot watch directory " + directory_ + ": " + std::strerror(error));
+    // Built by appending: GCC 12 at -O2 warns falsely on the chained operator+ form.
+    Kiv::String8 reason = "cannot watch directory ";
+    reason.append(directory_).append(": ").append(std::strerror(error));
+    throw StateFileError(path, reason);
   }
 }
 
