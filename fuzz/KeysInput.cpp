@@ -1,4 +1,5 @@
 #include "FhrpSnmp/VrrpIndex.h"
+#include "FhrpSnmp/VrrpMibEntrySmId.h"
 #include "fuzz/Inputs.h"
 #include "kiv/Assert.h"
 #include "kiv/Exception.h"
@@ -59,6 +60,7 @@ void keys(std::string_view input) {
   const Kiv::String8 text(input);
   checkKey<FhrpSnmp::VrrpIndex>(text);
   checkKey<FhrpSnmp::VrrpIpIndex>(text);
+  checkKey<FhrpSnmp::VrrpMibEntrySmId>(text);
 }
 
 }  // namespace FhrpFuzz
