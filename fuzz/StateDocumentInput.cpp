@@ -2,10 +2,9 @@
 #include <sstream>
 
 #include "fuzz/Inputs.h"
+#include "fuzz/MirroredState.h"
 #include "kiv/Assert.h"
 #include "zentra/StateDocument.h"
-#include "zentra/StatePublisher.h"
-#include "zentra/StateTree.h"
 
 namespace FhrpFuzz {
 namespace {
@@ -35,18 +34,33 @@ Kiv::String8 str(const PublishSummary& s) {
   return os.str();
 }
 
-// A state tree with its publisher, as the daemon holds them.
-struct World {
-  Zentra::StateTree tree;
-  Zentra::StatePublisher publisher{tree};
-
-  PublishSummary apply(const StateDocument& d) {
-    const PublishSummary s = publisher.apply(d, "fuzz");
-    KIV_ASSERT(publisher.apply(d, "fuzz").unchanged(),
-               "applying a document a second time changed records after " + str(s));
-    return s;
+// Rows the MIB ties together: an address row and a statistics row each belong to a
+// virtual router that has its operational row, and every such router has its statistics.
+void checkRowsBelong(const FhrpSnmp::VrrpMib& mib) {
+  for (auto it = mib.assoIpAddrTableIter(); !it.atEnd(); ++it) {
+    const FhrpSnmp::VrrpIndex router(it.key().ifIndex, it.key().vrId);
+    KIV_ASSERT(mib.operTable(router), "address row without its router: " + valueToStrep(it.key()));
   }
-};
+  for (auto it = mib.routerStatsTableIter(); !it.atEnd(); ++it) {
+    KIV_ASSERT(mib.operTable(it.key()),
+               "statistics row without its router: " + valueToStrep(it.key()));
+  }
+  KIV_ASSERT(mib.routerStatsTableCollection()->size() == mib.operTableCollection()->size(),
+             "routers without statistics rows");
+}
+
+// Publishes a document, then publishes it again, which must change nothing at all.
+PublishSummary publish(MirroredState& s, const StateDocument& d) {
+  const PublishSummary first = s.publisher.apply(d, "fuzz");
+  checkRowsBelong(*s.mib);
+  const Kiv::String8 model = s.modelText();
+  const U64 changes = s.mib->changeCount();
+  const PublishSummary again = s.publisher.apply(d, "fuzz");
+  KIV_ASSERT(again.unchanged(), "publishing a document again changed records: " + str(again));
+  KIV_ASSERT(s.mib->changeCount() == changes && s.modelText() == model,
+             "publishing a document again changed the model");
+  return first;
+}
 
 }  // namespace
 
@@ -58,31 +72,38 @@ void stateDocument(std::string_view input) {
   if (!first && !second) return;
 
   // Into an empty tree, a document adds each of its records and changes nothing else; taking
-  // it away again removes each of them.
+  // it away again removes each of them, and every row with them.
   for (const std::optional<StateDocument>& d : {first, second}) {
     if (!d) continue;
-    World w;
-    const PublishSummary added = w.apply(*d);
+    MirroredState s;
+    const PublishSummary added = publish(s, *d);
     KIV_ASSERT((added == PublishSummary{records(*d), 0, 0}),
                "a document of " + std::to_string(records(*d)) +
                    " records into an empty tree: " + str(added));
-    const PublishSummary removed = w.apply(StateDocument{});
+    const PublishSummary removed = publish(s, StateDocument{});
     KIV_ASSERT((removed == PublishSummary{0, records(*d), 0}),
                "emptying a tree of " + std::to_string(records(*d)) + " records: " + str(removed));
+    KIV_ASSERT(s.rows() == 0, "rows left after every record went:\n" + s.modelText());
   }
   if (!first || !second) return;
 
-  // The second document applied over the first leaves the tree as the second alone would:
-  // the difference back to the first is the same from both.
-  World over;
-  over.apply(*first);
-  over.apply(*second);
-  World alone;
-  alone.apply(*second);
-  const PublishSummary back = over.apply(*first);
-  const PublishSummary fresh = alone.apply(*first);
+  // The second document published over the first leaves records and model as the second
+  // alone would, and so does going back to the first from there.
+  MirroredState over;
+  publish(over, *first);
+  publish(over, *second);
+  MirroredState alone;
+  publish(alone, *second);
+  KIV_ASSERT(over.modelText() == alone.modelText(),
+             "the model after a difference:\n" + over.modelText() +
+                 "differs from the model of the document alone:\n" + alone.modelText());
+  const PublishSummary back = publish(over, *first);
+  const PublishSummary fresh = publish(alone, *first);
   KIV_ASSERT(back == fresh, "after a difference the tree is not the second document's: " +
                                 str(back) + " instead of " + str(fresh));
+  KIV_ASSERT(
+      over.modelText() == alone.modelText(),
+      "the model after going back:\n" + over.modelText() + "differs from:\n" + alone.modelText());
 }
 
 }  // namespace FhrpFuzz
