@@ -28,7 +28,10 @@ sockaddr_in loopback(unsigned short port) {
 
 MemoryTransport::MemoryTransport() {
   fd_ = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
-  if (fd_ < 0 || fd_ >= FD_SETSIZE) throw std::runtime_error("no descriptor for the transport");
+  if (fd_ < 0 || fd_ >= FD_SETSIZE) {
+    if (fd_ >= 0) ::close(fd_);
+    throw std::runtime_error("no descriptor for the transport");
+  }
 
   // Allocated with calloc because the agent frees it (netsnmp_transport_free) when the
   // session closes, at netsnmp_deregister_agent_nsap.
@@ -74,7 +77,7 @@ int MemoryTransport::receive(netsnmp_transport* t, void* buf, int size, void** o
   self->pendingSet_ = false;
   // As recvfrom: a datagram larger than the buffer is cut off.
   const std::size_t length = std::min(self->pending_.size(), static_cast<std::size_t>(size));
-  std::memcpy(buf, self->pending_.data(), length);
+  if (length != 0) std::memcpy(buf, self->pending_.data(), length);
 
   // Freed by net-snmp with the request PDU (transport_data), as a UDP transport's is.
   auto* addresses =

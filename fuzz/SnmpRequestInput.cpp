@@ -1,6 +1,7 @@
 #include "fuzz/Inputs.h"
 #include "fuzz/MemoryTransport.h"
 #include "fuzz/MirroredState.h"
+#include "fuzz/SnmpReplyCheck.h"
 #include "kiv/Assert.h"
 #include "platform/Snmp/HandlerRegistration.h"
 #include "platform/Snmp/SnmpUtil.h"
@@ -100,7 +101,7 @@ Served& served() {
 
 void snmpRequest(std::string_view input) {
   Served& s = served();
-  s.transport.deliver(input);
+  for (const std::string& reply : s.transport.deliver(input)) checkReply(input, reply);
   KIV_ASSERT(s.state.mib->changeCount() == s.changes && s.state.modelText() == s.model,
              "a request changed the model:\n" + s.state.modelText());
 }

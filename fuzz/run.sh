@@ -54,12 +54,14 @@ for target in "${targets[@]}"; do
     continue
   fi
   before=$(find "$dir/artifacts" -type f | wc -l)
-  dict=()
-  [ -f "fuzz/dict/$target.dict" ] && dict=(-dict="fuzz/dict/$target.dict")
+  extra=()
+  [ -f "fuzz/dict/$target.dict" ] && extra+=(-dict="fuzz/dict/$target.dict")
+  seeds=()
+  [ -d "fuzz/corpus/$target" ] && seeds+=("fuzz/corpus/$target")
   echo "== fuzz: $target for ${seconds}s"
   "$binary" -max_total_time="$seconds" -max_len="$(max_len "$target")" -timeout=10 \
-    -print_final_stats=1 -artifact_prefix="$dir/artifacts/" "${dict[@]}" \
-    "$dir/corpus" "fuzz/corpus/$target" >"$dir/log" 2>&1
+    -print_final_stats=1 -artifact_prefix="$dir/artifacts/" "${extra[@]}" \
+    "$dir/corpus" "${seeds[@]}" >"$dir/log" 2>&1
   status=$?
   runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$dir/log" | tail -1)
   crashes=$(($(find "$dir/artifacts" -type f | wc -l) - before))

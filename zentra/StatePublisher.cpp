@@ -150,10 +150,11 @@ PublishSummary StatePublisher::apply(const StateDocument& doc, std::string_view 
   auto& statuses = *vrrpStatus_;
 
   // The mirroring machines read an interface's status (its ifIndex keys the rows) only when
-  // they create a virtual router's machine. Where that status comes, goes or changes its
-  // ifIndex, the interface's VRRP status is withdrawn first, which retires its machines and
-  // rows (and a status that goes while the VRRP status stays goes right then); the VRRP status
-  // published below builds them again on the interface as it now is, or none without one.
+  // they create a virtual router's machine, so no machine may be built on a status that is
+  // about to change or go. Where an interface's status comes, goes or changes its ifIndex, its
+  // VRRP status is withdrawn first, which retires its machines and rows; the VRRP status
+  // published below builds them again on the interface as it now is. A status that goes while
+  // the document keeps VRRP status on its interface goes right away, not last.
   std::vector<Lirex::IntfId> moved;
   for (const auto& [id, unused] : statuses.vrIntfStatus()) {
     const auto have = intfs.intfStatus().find(id);
@@ -166,7 +167,9 @@ PublishSummary StatePublisher::apply(const StateDocument& doc, std::string_view 
     const auto record = statuses.vrIntfStatus().at(id);
     s.recordsRemoved += 1 + (record ? record->vrStatus().size() : 0);
     statuses.vrIntfStatusDel(id);
-    if (!doc.interfaces.contains(id) && doc.vrrpStatus.contains(id)) {
+  }
+  for (const auto& [id, unused] : doc.vrrpStatus) {
+    if (intfs.intfStatus().contains(id) && !doc.interfaces.contains(id)) {
       intfs.intfStatusDel(id);
       ++s.recordsRemoved;
     }
