@@ -90,8 +90,10 @@ format-check:
 clean:
 	rm -rf build build-asan build-fuzz
 
-demo:
-	@echo "make demo: not yet available (it arrives with the daemon)"; exit 1
+# Builds the daemon and runs it on examples/lab.json with a local trap receiver.
+demo: deps
+	$(build-default)
+	@scripts/demo.sh
 
 bench:
 	@echo "make bench: not yet available"; exit 1

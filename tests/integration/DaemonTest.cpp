@@ -33,6 +33,14 @@ VarBind get1(const std::string& agent, const std::string& oid) {
   return r.varbinds.empty() ? VarBind{} : r.varbinds[0];
 }
 
+// Up times are computed when read: two walks agree on everything else.
+std::vector<VarBind> stable(std::vector<VarBind> vbs) {
+  for (auto& vb : vbs) {
+    if (vb.type == "Timeticks") vb.value = "(ticks)";
+  }
+  return vbs;
+}
+
 void expectStrictlyIncreasing(const std::vector<VarBind>& vbs, const std::string& root) {
   auto parts = [](const std::string& oid) {
     std::vector<unsigned long> v;
@@ -46,7 +54,9 @@ void expectStrictlyIncreasing(const std::vector<VarBind>& vbs, const std::string
   };
   for (size_t i = 0; i < vbs.size(); ++i) {
     EXPECT_EQ(vbs[i].oid.rfind(root + ".", 0), 0u) << vbs[i];
-    if (i) EXPECT_LT(parts(vbs[i - 1].oid), parts(vbs[i].oid)) << vbs[i];
+    if (i) {
+      EXPECT_LT(parts(vbs[i - 1].oid), parts(vbs[i].oid)) << vbs[i];
+    }
   }
 }
 
@@ -62,7 +72,9 @@ TEST(DaemonTest, ServesTheLabExample) {
   EXPECT_EQ(walk.varbinds.size(), 8u * 14u) << walk.out;
   expectStrictlyIncreasing(walk.varbinds, kOperTable);
   EXPECT_EQ(walk.varbinds.front().oid, col(2, 1, 1));
-  for (const auto& vb : walk.varbinds) EXPECT_EQ(vb.oid.find(".1.4", vb.oid.size() - 4), std::string::npos) << vb;
+  for (const auto& vb : walk.varbinds) {
+    EXPECT_NE(vb.oid.substr(vb.oid.size() - 4), ".1.4") << "version-3 router served: " << vb;
+  }
 
   auto value = [&](int c, long ifIndex, int vrId) {
     for (const auto& vb : walk.varbinds) {
@@ -101,7 +113,8 @@ TEST(DaemonTest, ServesTheLabExample) {
 
   SnmpOptions bulk;
   bulk.extraArgs = {"-Cr7"};
-  EXPECT_EQ(snmpbulkwalk(agent, "public", kOperTable, bulk).varbinds, walk.varbinds);
+  EXPECT_EQ(stable(snmpbulkwalk(agent, "public", kOperTable, bulk).varbinds),
+            stable(walk.varbinds));
   EXPECT_EQ(snmpbulkwalk(agent, "public", kAssoTable, bulk).varbinds, asso.varbinds);
 
   SnmpReply scalars = snmpget(agent, "public", {".1.3.6.1.2.1.68.1.1.0", ".1.3.6.1.2.1.68.1.2.0"});
@@ -231,7 +244,8 @@ TEST(DaemonTest, ABrokenDocumentLeavesTheServedValuesUnchanged) {
     ASSERT_TRUE(waitUntil([&] { return daemon.countLog("rejected") > rejected; }, 10s))
         << daemon.log();
     rejected = daemon.countLog("rejected");
-    EXPECT_EQ(snmpwalk(daemon.address(), "public", ".1.3.6.1.2.1.68").varbinds, before.varbinds);
+    EXPECT_EQ(stable(snmpwalk(daemon.address(), "public", ".1.3.6.1.2.1.68").varbinds),
+              stable(before.varbinds));
   }
   EXPECT_NE(daemon.log().find(daemon.statePath().string()), std::string::npos);
   EXPECT_NE(daemon.log().find("$.vrrpStatus.Ethernet1[\"5\"].state"), std::string::npos)

@@ -96,14 +96,23 @@ SnmpReply snmpgetnext(const std::string& agent, const std::string& community,
   return runWithOids("snmpgetnext", agent, community, oids, options);
 }
 
+// A walk that reaches the end of everything the agent serves ends with the tool's
+// "No more variables left in this MIB View" line: a marker, not a binding.
+SnmpReply withoutEndOfView(SnmpReply reply) {
+  if (!reply.varbinds.empty() && reply.varbinds.back().type == "endOfMibView") {
+    reply.varbinds.pop_back();
+  }
+  return reply;
+}
+
 SnmpReply snmpwalk(const std::string& agent, const std::string& community, const std::string& root,
                    const SnmpOptions& options) {
-  return runWithOids("snmpwalk", agent, community, {root}, options);
+  return withoutEndOfView(runWithOids("snmpwalk", agent, community, {root}, options));
 }
 
 SnmpReply snmpbulkwalk(const std::string& agent, const std::string& community,
                        const std::string& root, const SnmpOptions& options) {
-  return runWithOids("snmpbulkwalk", agent, community, {root}, options);
+  return withoutEndOfView(runWithOids("snmpbulkwalk", agent, community, {root}, options));
 }
 
 SnmpReply snmpset(const std::string& agent, const std::string& community,
