@@ -7,7 +7,7 @@ PACKAGES := build-essential cmake ninja-build pkg-config libsnmp-dev snmp snmpd 
             clang-format
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 
-.PHONY: all deps build asan test format format-check clean demo bench
+.PHONY: all deps build asan test fuzz format format-check clean demo bench
 
 all: build
 
@@ -74,6 +74,11 @@ test: deps
 	$(test-asan)
 	@echo "== test: both configurations passed"
 
+# The fuzz preset (clang, ASan, UBSan, libFuzzer; build-fuzz/) built whole, then every fuzz
+# target run for FUZZ_SECONDS (default 60) each; fails when any target crashed. See fuzz/run.sh.
+fuzz: deps
+	fuzz/run.sh
+
 SOURCES = git ls-files -z -- '*.h' '*.cpp'
 
 format:
@@ -83,7 +88,7 @@ format-check:
 	$(SOURCES) | xargs -0 -r clang-format --dry-run --Werror
 
 clean:
-	rm -rf build build-asan build-bench
+	rm -rf build build-asan build-bench build-fuzz
 
 # Builds the daemon and runs it on examples/lab.json with a local trap receiver.
 demo: deps

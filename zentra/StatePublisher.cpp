@@ -149,6 +149,32 @@ PublishSummary StatePublisher::apply(const StateDocument& doc, std::string_view 
   auto& configs = *vrrpConfig_;
   auto& statuses = *vrrpStatus_;
 
+  // The mirroring machines read an interface's status (its ifIndex keys the rows) only when
+  // they create a virtual router's machine, so no machine may be built on a status that is
+  // about to change or go. Where an interface's status comes, goes or changes its ifIndex, its
+  // VRRP status is withdrawn first, which retires its machines and rows; the VRRP status
+  // published below builds them again on the interface as it now is. A status that goes while
+  // the document keeps VRRP status on its interface goes right away, not last.
+  std::vector<Lirex::IntfId> moved;
+  for (const auto& [id, unused] : statuses.vrIntfStatus()) {
+    const auto have = intfs.intfStatus().find(id);
+    const auto want = doc.interfaces.find(id);
+    const bool had = have != intfs.intfStatus().end() && have->second;
+    const bool wanted = want != doc.interfaces.end();
+    if (had != wanted || (had && have->second->ifIndex() != want->second)) moved.push_back(id);
+  }
+  for (const Lirex::IntfId& id : moved) {
+    const auto record = statuses.vrIntfStatus().at(id);
+    s.recordsRemoved += 1 + (record ? record->vrStatus().size() : 0);
+    statuses.vrIntfStatusDel(id);
+  }
+  for (const auto& [id, unused] : doc.vrrpStatus) {
+    if (intfs.intfStatus().contains(id) && !doc.interfaces.contains(id)) {
+      intfs.intfStatusDel(id);
+      ++s.recordsRemoved;
+    }
+  }
+
   addOrUpdate(
       intfs.intfStatus(), doc.interfaces,
       [&](const Lirex::IntfId& id, const auto& r) { intfs.intfStatusIs(id, r); }, fillIntfStatus,
