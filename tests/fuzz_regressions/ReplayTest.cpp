@@ -47,6 +47,11 @@ std::size_t replay(const Target& target, const char* folder) {
   return files.size();
 }
 
+// Names the target in test listings instead of dumping its bytes.
+void PrintTo(const Target& target, std::ostream* os) {
+  *os << target.name;
+}
+
 class Replay : public testing::TestWithParam<Target> {};
 
 TEST_P(Replay, CrashInputsStayFixed) {
