@@ -7,7 +7,7 @@ PACKAGES := build-essential cmake ninja-build pkg-config libsnmp-dev snmp snmpd 
             clang-format
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 
-.PHONY: all deps build asan test format format-check clean demo bench
+.PHONY: all deps build asan test fuzz format format-check clean demo bench
 
 all: build
 
@@ -74,6 +74,11 @@ test: deps
 	$(test-asan)
 	@echo "== test: both configurations passed"
 
+# The fuzz preset (clang, ASan, UBSan, libFuzzer; build-fuzz/) built whole, then every fuzz
+# target run for FUZZ_SECONDS (default 60) each; fails when any target crashed. See fuzz/run.sh.
+fuzz: deps
+	fuzz/run.sh
+
 SOURCES = git ls-files -z -- '*.h' '*.cpp'
 
 format:
@@ -83,12 +88,17 @@ format-check:
 	$(SOURCES) | xargs -0 -r clang-format --dry-run --Werror
 
 clean:
-	rm -rf build build-asan
+	rm -rf build build-asan build-bench build-fuzz
 
 # Builds the daemon and runs it on examples/lab.json with a local trap receiver.
 demo: deps
 	$(build-default)
 	@scripts/demo.sh
 
-bench:
-	@echo "make bench: not yet available"; exit 1
+# Release build with the benchmarks in build-bench/, then every benchmark in turn; the tables go
+# to standard output (docs/performance.md keeps the latest and how they were taken).
+bench: deps
+	@echo "== bench: Release with the benchmarks in build-bench/"
+	cmake --preset bench
+	cmake --build --preset bench -j $(JOBS)
+	bench/run.sh build-bench

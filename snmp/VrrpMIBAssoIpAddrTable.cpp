@@ -8,10 +8,10 @@
 namespace {
 
 using FhrpSnmp::AssoIpAddrEntry;
-using VrrpMIBImpl::ColumnSpec;
+using VrrpMIBImpl::ColumnDef;
 
 // A row's existence is all the table reports.
-constexpr ColumnSpec<AssoIpAddrEntry> kAssoColumns[] = {
+constexpr ColumnDef<AssoIpAddrEntry> kAssoColumns[] = {
     {2, "vrrpAssoIpAddrRowStatus", true, ASN_INTEGER, 1024,
      [](const AssoIpAddrEntry&, unsigned char* b, S32 c) {
        const S32 active = 1;

@@ -8,12 +8,12 @@
 namespace {
 
 using FhrpSnmp::OperEntry;
-using VrrpMIBImpl::ColumnSpec;
+using VrrpMIBImpl::ColumnDef;
 
 // The key is never disclosed.
 const Kiv::String8 kNoAuthKey;
 
-constexpr ColumnSpec<OperEntry> kOperColumns[] = {
+constexpr ColumnDef<OperEntry> kOperColumns[] = {
     {2, "vrrpOperVirtualMacAddr", false, ASN_OCTET_STR, 6,
      [](const OperEntry& r, unsigned char* b, S32 c) {
        return LirexEthAddrToAsnOctetString(r.virtualMacAddr(), b, c);

@@ -4,7 +4,7 @@
 //
 //   using Table = Kiv::OrderedMap<Key, Row>;   kName ("vrrpOperTable"), kKeyType,
 //   kIndexCount, collection(const VrrpMib&), keyFromHint(const HintValues&),
-//   writeIndexes(helperName, key, indexes), kColumns (ColumnSpec<Row>[]).
+//   writeIndexes(helperName, key, indexes), kColumns (ColumnDef<Row>[]).
 //
 // Loop and data contexts are heap-allocated Table::Iterator objects. An iterator holds
 // counted references to the table and its current row and finds its place again after the
@@ -26,7 +26,7 @@ Kiv::String8 modelPathText();
 
 // One column a table serves on GET.
 template <class Row>
-struct ColumnSpec {
+struct ColumnDef {
   unsigned column;
   const char* name;
   // Read-write in the MIB: a SET on it is refused as not configured rather than as invalid.
@@ -131,7 +131,7 @@ class TableIterator {
         return SNMP_ERR_NOERROR;
       }
       const unsigned colnum = columnOf(request);
-      const ColumnSpec<Row>* column = find(colnum);
+      const ColumnDef<Row>* column = find(colnum);
       if (!column) {
         KIV_TRACE(Snmp::snmpTrace(), 0, Traits::kName << " invalid column " << colnum);
         netsnmp_request_set_error(request, SNMP_NOSUCHOBJECT);
@@ -194,8 +194,8 @@ class TableIterator {
     return info ? info->colnum : 0;
   }
 
-  static const ColumnSpec<Row>* find(unsigned colnum) {
-    for (const ColumnSpec<Row>& c : Traits::kColumns) {
+  static const ColumnDef<Row>* find(unsigned colnum) {
+    for (const ColumnDef<Row>& c : Traits::kColumns) {
       if (c.column == colnum) return &c;
     }
     return nullptr;
@@ -208,7 +208,7 @@ class TableIterator {
     while (request && skipProcessed(request)) request = request->next;
     if (!request) return SNMP_ERR_NOERROR;
     const unsigned colnum = columnOf(request);
-    const ColumnSpec<Row>* column = find(colnum);
+    const ColumnDef<Row>* column = find(colnum);
     if (column && column->writableInMib) {
       KIV_TRACE(Snmp::snmpTrace(), 2,
                 Traits::kName << "_handler: SET is not configured for column " << column->name);
@@ -219,7 +219,7 @@ class TableIterator {
     return SNMP_ERR_NOERROR;
   }
 
-  static int answer(const ColumnSpec<Row>& column, const Row& row, netsnmp_request_info* request) {
+  static int answer(const ColumnDef<Row>& column, const Row& row, netsnmp_request_info* request) {
     unsigned char buf[1024];
     const S32 len = column.encode(row, buf, column.capacity);
     if (len < 0) {

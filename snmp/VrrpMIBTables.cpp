@@ -22,19 +22,19 @@ const oid vrrpAssoIpAddrTable_oid[] = {1, 3, 6, 1, 2, 1, 68, 1, 4};
 const unsigned int vrrpOperTable_columns[] = {2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
 const unsigned int vrrpAssoIpAddrTable_columns[] = {2};
 
-struct IndexSpec {
+struct IndexDef {
   const char* name;
   u_char type;
 };
-const IndexSpec vrrpOperTable_indexes[] = {{"ifIndex", ASN_INTEGER}, {"vrrpOperVrId", ASN_INTEGER}};
-const IndexSpec vrrpAssoIpAddrTable_indexes[] = {
+const IndexDef vrrpOperTable_indexes[] = {{"ifIndex", ASN_INTEGER}, {"vrrpOperVrId", ASN_INTEGER}};
+const IndexDef vrrpAssoIpAddrTable_indexes[] = {
     {"ifIndex", ASN_INTEGER}, {"vrrpOperVrId", ASN_INTEGER}, {"vrrpAssoIpAddr", ASN_IPADDRESS}};
 
-struct TableSpec {
+struct TableDef {
   const char* name;
   std::span<const oid> rootOid;
   Netsnmp_Node_Handler* handler;
-  std::span<const IndexSpec> indexes;
+  std::span<const IndexDef> indexes;
   unsigned int minColumn;
   unsigned int maxColumn;
   std::span<const unsigned int> columns;
@@ -63,10 +63,10 @@ const FhrpSnmp::VrrpMib* findModel(const char* table) {
   return mib;
 }
 
-netsnmp_table_registration_info* describeTable(const TableSpec& t, const Kiv::String8& context,
+netsnmp_table_registration_info* describeTable(const TableDef& t, const Kiv::String8& context,
                                                netsnmp_column_info* columns) {
   auto* info = SNMP_MALLOC_TYPEDEF(netsnmp_table_registration_info);
-  for (const IndexSpec& index : t.indexes) {
+  for (const IndexDef& index : t.indexes) {
     if (!snmp_varlist_add_variable(&info->indexes, nullptr, 0, index.type, nullptr, 0)) {
       KIV_TRACE(snmpTrace(), 0,
                 "Failed to set up " << index.name << " in netsnmp table_info in context \""
@@ -79,7 +79,7 @@ netsnmp_table_registration_info* describeTable(const TableSpec& t, const Kiv::St
   return info;
 }
 
-void initializeTable(const TableSpec& t, const Kiv::String8& context) {
+void initializeTable(const TableDef& t, const Kiv::String8& context) {
   const Kiv::String8 function = Kiv::String8("initialize_table_") + t.name;
   if (snmpTrace().enabled(1)) {
     char oidText[200];

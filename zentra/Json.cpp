@@ -2,8 +2,9 @@
 
 #include <charconv>
 #include <cstdio>
-#include <functional>
-#include <set>
+#include <algorithm>
+#include <iterator>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -42,15 +43,16 @@ class Parser {
   Value run();
 
  private:
+  // The finished elements and members of every open container wait on two shared stacks
+  // (elements_, members_), so that opening a container allocates nothing and closing one
+  // moves its values into a vector of exactly the right size.
   struct Frame {
     bool isObject = false;
     // A member's key, or an element's start, has been read and its value is not done yet;
-    // errors then belong to that member or element rather than to the container.
+    // errors then belong to that member or element rather than to the container. An object's
+    // member under construction is already on members_, with its key and a null value.
     bool inside = false;
-    String8 key;
-    std::vector<Value> elements;
-    std::vector<Member> members;
-    std::set<String8, std::less<>> keys;
+    std::size_t start = 0;  // where the container's values begin on elements_ or members_
   };
 
   char peek() const { return pos_ < text_.size() ? text_[pos_] : '\0'; }
@@ -62,8 +64,10 @@ class Parser {
   [[noreturn]] void fail(std::size_t at, const String8& reason) const;
 
   bool startValue(Value& scalar);
+  bool isRepeatedKey(const Frame& frame, std::string_view key) const;
+  Value closeObject(const Frame& frame);
   bool enterFirst();
-  bool afterValue(Value value);
+  bool afterValue(Value&& value);
   void readKey(bool first);
   Value closeContainer();
   Value readNumber();
@@ -78,6 +82,9 @@ class Parser {
   std::size_t begin_ = 0;  // past the byte order mark, where line 1 column 1 is
   std::size_t pos_ = 0;
   std::vector<Frame> open_;
+  std::vector<Value> elements_;
+  std::vector<Member> members_;
+  std::vector<std::size_t> keyStarts_;  // where each key of members_ begins in the text
 };
 
 Value Parser::run() {
@@ -129,12 +136,20 @@ void Parser::fail(std::size_t at, const String8& reason) const {
     }
   }
   Path path;
-  for (const Frame& frame : open_) {
-    if (!frame.inside) break;
+  for (std::size_t i = 0; i < open_.size() && open_[i].inside; ++i) {
+    const Frame& frame = open_[i];
+    // A container's values end where the next container of the same kind begins.
+    std::size_t end = frame.isObject ? members_.size() : elements_.size();
+    for (std::size_t j = i + 1; j < open_.size(); ++j) {
+      if (open_[j].isObject == frame.isObject) {
+        end = open_[j].start;
+        break;
+      }
+    }
     if (frame.isObject) {
-      path.pushKey(frame.key);
+      path.pushKey(members_[end - 1].key);
     } else {
-      path.pushIndex(frame.elements.size());
+      path.pushIndex(end - frame.start);
     }
   }
   throw ParseError(line, column, path.str(), reason);
@@ -148,7 +163,9 @@ bool Parser::startValue(Value& scalar) {
       fail(pos_, "nesting exceeds the depth limit of " + std::to_string(limits_.maxDepth));
     }
     ++pos_;
-    open_.emplace_back().isObject = c == '{';
+    Frame& frame = open_.emplace_back();
+    frame.isObject = c == '{';
+    frame.start = frame.isObject ? members_.size() : elements_.size();
     return false;
   }
   if (c == '"') {
@@ -182,12 +199,12 @@ bool Parser::enterFirst() {
 
 // Adds a finished value to the innermost container: true when another member or element
 // follows, false when the container has just been closed.
-bool Parser::afterValue(Value value) {
+bool Parser::afterValue(Value&& value) {
   Frame& frame = open_.back();
   if (frame.isObject) {
-    frame.members.push_back(Member{std::move(frame.key), std::move(value)});
+    members_.back().value = std::move(value);
   } else {
-    frame.elements.push_back(std::move(value));
+    elements_.push_back(std::move(value));
   }
   frame.inside = false;
   skipSpace();
@@ -220,9 +237,10 @@ void Parser::readKey(bool first) {
   String8 key = readString();
   Frame& frame = open_.back();
   // A repeated key in a state document is almost certainly a mistake, and which of the two
-  // values would win is anybody's guess: refuse it.
-  if (!frame.keys.insert(key).second) fail(start, "duplicate key " + quote(key));
-  frame.key = std::move(key);
+  // values would win is anybody's guess: refuse it, where the second one is.
+  if (isRepeatedKey(frame, key)) fail(start, "duplicate key " + quote(key));
+  members_.push_back(Member{std::move(key), Value()});
+  keyStarts_.push_back(start);
   frame.inside = true;
   skipSpace();
   if (peek() != ':') fail(pos_, "expected ':', found " + found());
@@ -230,11 +248,54 @@ void Parser::readKey(bool first) {
   skipSpace();
 }
 
+// Objects small enough to be scanned (a virtual router's handful of attributes) are checked
+// as each key is read. Larger ones (thousands of interfaces) are checked once they are
+// complete, through the sorted index their Value needs anyway: a hash set could be flooded
+// with colliding keys, a sort cannot. The error is the same either way, at the first key that
+// repeats an earlier one, unless the large object has a later fault of another kind.
+bool Parser::isRepeatedKey(const Frame& frame, std::string_view key) const {
+  if (members_.size() - frame.start >= Value::kIndexedFrom) return false;
+  for (std::size_t i = frame.start; i < members_.size(); ++i) {
+    if (members_[i].key == key) return true;
+  }
+  return false;
+}
+
+Value Parser::closeObject(const Frame& frame) {
+  const std::size_t count = members_.size() - frame.start;
+  const auto first = members_.begin() + static_cast<std::ptrdiff_t>(frame.start);
+  std::vector<U32> byKey;
+  if (count >= Value::kIndexedFrom) {
+    byKey = Value::sortedByKey(std::span(&*first, count));
+    std::size_t repeat = count;  // the earliest member whose key an earlier member has
+    for (std::size_t i = 1; i < count; ++i) {
+      if (first[byKey[i]].key == first[byKey[i - 1]].key)
+        repeat = std::min<std::size_t>(repeat, byKey[i]);
+    }
+    if (repeat != count) {
+      fail(keyStarts_[frame.start + repeat], "duplicate key " + quote(first[repeat].key));
+    }
+  }
+  std::vector<Member> members(std::make_move_iterator(first),
+                              std::make_move_iterator(members_.end()));
+  members_.erase(first, members_.end());
+  keyStarts_.resize(frame.start);
+  return Value::indexedObject(std::move(members), std::move(byKey));
+}
+
 Value Parser::closeContainer() {
-  Frame frame = std::move(open_.back());
+  const Frame& frame = open_.back();
+  Value value;
+  if (frame.isObject) {
+    value = closeObject(frame);
+  } else {
+    const auto first = elements_.begin() + static_cast<std::ptrdiff_t>(frame.start);
+    value = Value::array(std::vector<Value>(std::make_move_iterator(first),
+                                            std::make_move_iterator(elements_.end())));
+    elements_.erase(first, elements_.end());
+  }
   open_.pop_back();
-  if (frame.isObject) return Value::object(std::move(frame.members));
-  return Value::array(std::move(frame.elements));
+  return value;
 }
 
 Value Parser::readLiteral() {
@@ -262,6 +323,17 @@ Value Parser::readNumber() {
     if (isDigit(peek())) fail(start, "leading zeros are not allowed in numbers");
   } else {
     digits();
+  }
+  // Most numbers in a state document are small integers, which a double holds exactly.
+  constexpr std::size_t kExactDigits = 15;
+  if (peek() != '.' && peek() != 'e' && peek() != 'E' &&
+      pos_ - start <= std::min(kExactDigits, limits_.maxStringBytes)) {
+    const std::string_view text = text_.substr(start, pos_ - start);
+    S64 integer = 0;
+    for (const char c : text.substr(text.starts_with('-') ? 1 : 0))
+      integer = integer * 10 + (c - '0');
+    const double value = static_cast<double>(integer);
+    return Value::parsedNumber(String8(text), text.starts_with('-') ? -value : value);
   }
   if (peek() == '.') {
     ++pos_;
@@ -300,6 +372,13 @@ String8 Parser::readString() {
       const auto c = static_cast<unsigned char>(text_[run]);
       if (c == '"' || c == '\\' || c < 0x20 || c >= 0x80) break;
       ++run;
+    }
+    if (out.empty() && run < text_.size() && text_[run] == '"') {
+      // The common case, a string without escapes or non-ASCII: one copy, no appending.
+      if (run - pos_ > limits_.maxStringBytes) append(out, text_.substr(pos_, run - pos_), start);
+      out.assign(text_.data() + pos_, run - pos_);
+      pos_ = run + 1;
+      return out;
     }
     append(out, text_.substr(pos_, run - pos_), start);
     pos_ = run;

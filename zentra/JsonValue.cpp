@@ -51,20 +51,38 @@ Value Value::array(std::vector<Value> elements) {
   return Value(Data(std::in_place_type<std::vector<Value>>, std::move(elements)));
 }
 
-Value Value::object(std::vector<Member> members) {
+std::vector<U32> Value::sortedByKey(std::span<const Member> members) {
   KIV_ASSERT(members.size() <= UINT32_MAX, "JSON object with more than 2^32 members");
-  auto data = std::make_unique<ObjectData>();
-  data->byKey.resize(members.size());
-  for (U32 i = 0; i < data->byKey.size(); ++i) data->byKey[i] = i;
-  std::sort(data->byKey.begin(), data->byKey.end(),
-            [&](U32 a, U32 b) { return members[a].key < members[b].key; });
-  const auto repeated =
-      std::adjacent_find(data->byKey.begin(), data->byKey.end(),
-                         [&](U32 a, U32 b) { return members[a].key == members[b].key; });
-  if (repeated != data->byKey.end()) {
-    throw Kiv::NameInUseException("duplicate key " + quote(members[*repeated].key));
+  std::vector<U32> byKey(members.size());
+  for (U32 i = 0; i < byKey.size(); ++i) byKey[i] = i;
+  std::stable_sort(byKey.begin(), byKey.end(),
+                   [&](U32 a, U32 b) { return members[a].key < members[b].key; });
+  return byKey;
+}
+
+Value Value::object(std::vector<Member> members) {
+  std::vector<U32> byKey;
+  const Kiv::String8* repeated = nullptr;
+  if (members.size() >= kIndexedFrom) {
+    byKey = sortedByKey(members);
+    for (std::size_t i = 1; i < byKey.size() && !repeated; ++i) {
+      if (members[byKey[i]].key == members[byKey[i - 1]].key) repeated = &members[byKey[i]].key;
+    }
+  } else {
+    for (std::size_t i = 1; i < members.size() && !repeated; ++i) {
+      for (std::size_t j = 0; j < i && !repeated; ++j) {
+        if (members[i].key == members[j].key) repeated = &members[i].key;
+      }
+    }
   }
+  if (repeated) throw Kiv::NameInUseException("duplicate key " + quote(*repeated));
+  return indexedObject(std::move(members), std::move(byKey));
+}
+
+Value Value::indexedObject(std::vector<Member> members, std::vector<U32> byKey) {
+  auto data = std::make_unique<ObjectData>();
   data->members = std::move(members);
+  data->byKey = std::move(byKey);
   return Value(Data(std::move(data)));
 }
 
@@ -156,6 +174,12 @@ const std::vector<Member>& Value::members() const {
 const Value* Value::find(std::string_view key) const {
   expect(Type::Object);
   const ObjectData& data = *std::get<std::unique_ptr<ObjectData>>(data_);
+  if (data.byKey.empty()) {
+    for (const Member& member : data.members) {
+      if (member.key == key) return &member.value;
+    }
+    return nullptr;
+  }
   const auto found = std::lower_bound(
       data.byKey.begin(), data.byKey.end(), key,
       [&](U32 position, std::string_view wanted) { return data.members[position].key < wanted; });

@@ -5,6 +5,7 @@
 // Values are move-only: a document is parsed once and then read in place.
 #include <cstddef>
 #include <memory>
+#include <span>
 #include <string_view>
 #include <variant>
 #include <vector>
@@ -77,7 +78,10 @@ class Value {
     Kiv::String8 text;
     double value;
   };
-  struct ObjectData;  // members plus a sorted index for lookups
+  struct ObjectData;  // members plus, for larger objects, a sorted index for lookups
+
+  // Objects with fewer members are searched member by member, which beats an index there.
+  static constexpr std::size_t kIndexedFrom = 16;
 
   // Alternatives in the order of Type.
   using Data = std::variant<std::monostate, bool, NumberData, Kiv::String8, std::vector<Value>,
@@ -85,6 +89,11 @@ class Value {
 
   explicit Value(Data data);
   static Value parsedNumber(Kiv::String8 text, double value);
+  // Member positions in the order of their keys; equal keys in document order.
+  static std::vector<U32> sortedByKey(std::span<const Member> members);
+  // `byKey` is sortedByKey(members) for an object of at least kIndexedFrom members, else
+  // empty; no two members share a key.
+  static Value indexedObject(std::vector<Member> members, std::vector<U32> byKey);
   void expect(Type type) const;
 
   Data data_;

@@ -56,8 +56,9 @@ String8 alternatives(const Names& names) {
   return text;
 }
 
-// Walks one document, keeping the JSON path of the value being read so that every complaint
-// says where it is. Any complaint ends the walk: there is nothing to recover.
+// Walks one document, keeping the keys that lead to the value being read so that every
+// complaint says where it is. Any complaint ends the walk: there is nothing to recover, so the
+// path is written out only then.
 class Reader {
  public:
   StateDocument document(const Value& root) {
@@ -86,20 +87,28 @@ class Reader {
   }
 
  private:
-  // The path names the member while `this` lives.
+  // The path names the member while `this` lives. Keys are views of the document's own
+  // strings or of literals, both of which outlive the walk.
   class Step {
    public:
-    Step(Json::Path& path, std::string_view key) : path_(path) { path_.pushKey(key); }
-    ~Step() { path_.pop(); }
+    Step(std::vector<std::string_view>& keys, std::string_view key) : keys_(keys) {
+      keys_.push_back(key);
+    }
+    ~Step() { keys_.pop_back(); }
     Step(const Step&) = delete;
     Step& operator=(const Step&) = delete;
 
    private:
-    Json::Path& path_;
+    std::vector<std::string_view>& keys_;
   };
 
   [[noreturn]] void fail(const String8& reason) const {
-    throw StateDocumentError(path_.str(), reason);
+    Json::Path path;
+    for (std::string_view key : keys_) path.pushKey(key);
+    throw StateDocumentError(path.str(), reason);
+  }
+  [[noreturn]] void outOfRange(const Value& v, U32 min, U32 max) const {
+    fail(v.numberText() + " is out of range " + std::to_string(min) + ".." + std::to_string(max));
   }
 
   void expect(const Value& v, Value::Type type, const char* what) const {
@@ -120,14 +129,13 @@ class Reader {
   U32 integer(const Value& v, U32 min, U32 max) const {
     expect(v, Value::Type::Number, "an integer");
     if (!v.isInteger()) fail("expected an integer, got " + v.numberText());
-    const String8 range = " is out of range " + std::to_string(min) + ".." + std::to_string(max);
     S64 n = 0;
     try {
       n = v.asInt64();
     } catch (const Kiv::RangeException&) {
-      fail(v.numberText() + range);
+      outOfRange(v, min, max);
     }
-    if (n < min || n > max) fail(v.numberText() + range);
+    if (n < min || n > max) outOfRange(v, min, max);
     return static_cast<U32>(n);
   }
   // A value type written as text; the type's own parser says what is wrong with it.
@@ -144,11 +152,11 @@ class Reader {
   T named(const Value& v, const char* what,
           std::initializer_list<std::pair<std::string_view, T>> names) const {
     const String8& text = string(v);
-    std::vector<std::string_view> choices;
     for (const auto& [name, value] : names) {
       if (name == text) return value;
-      choices.push_back(name);
     }
+    std::vector<std::string_view> choices;
+    for (const auto& [name, value] : names) choices.push_back(name);
     fail(String8("unknown ") + what + " " + Json::quote(text) + " (expected " +
          alternatives(choices) + ")");
   }
@@ -159,7 +167,7 @@ class Reader {
       bool found = false;
       for (std::string_view k : known) found = found || k == m.key;
       if (found) continue;
-      Step step(path_, m.key);
+      Step step(keys_, m.key);
       fail("unknown member " + Json::quote(m.key) + " (expected " + alternatives(known) + ")");
     }
   }
@@ -167,7 +175,7 @@ class Reader {
   bool optional(const Value& obj, std::string_view key, F&& read) {
     const Value* v = obj.find(key);
     if (!v) return false;
-    Step step(path_, key);
+    Step step(keys_, key);
     read(*v);
     return true;
   }
@@ -204,7 +212,7 @@ class Reader {
   void perInterface(const Value& obj, std::map<Lirex::IntfId, V>& out, F&& read) {
     object(obj);
     for (const Json::Member& m : obj.members()) {
-      Step step(path_, m.key);
+      Step step(keys_, m.key);
       V& entry = out[intfId(m.key)];
       read(object(m.value), entry);
     }
@@ -212,7 +220,7 @@ class Reader {
   template <class V, class F>
   void perVirtualRouter(const Value& obj, std::map<VrId, V>& out, F&& read) {
     for (const Json::Member& m : obj.members()) {
-      Step step(path_, m.key);
+      Step step(keys_, m.key);
       V& entry = out[vrId(m.key)];
       read(object(m.value), entry);
     }
@@ -223,7 +231,7 @@ class Reader {
     std::map<U32, std::string_view> owners;
     object(v);
     for (const Json::Member& m : v.members()) {
-      Step step(path_, m.key);
+      Step step(keys_, m.key);
       const Lirex::IntfId id = intfId(m.key);
       const Value& intf = object(m.value);
       onlyMembers(intf, {"ifIndex"});
@@ -302,10 +310,10 @@ class Reader {
     object(v);
     U32 trueCount = 0;
     for (const Json::Member& m : v.members()) {
-      Step step(path_, m.key);
+      Step step(keys_, m.key);
       Lirex::IpAddr addr;
       try {
-        addr = Lirex::strepToValue<Lirex::IpAddr>(String8(m.key));
+        addr = Lirex::strepToValue<Lirex::IpAddr>(m.key);
       } catch (const Kiv::RangeException& e) {
         fail(e.message());
       }
@@ -319,7 +327,7 @@ class Reader {
     }
   }
 
-  Json::Path path_;
+  std::vector<std::string_view> keys_;
 };
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include "zentra/StatePublisher.h"
 
-#include <set>
 #include <type_traits>
 #include <vector>
 
@@ -135,20 +134,6 @@ void fillIntfVrStatus(Routing::Fhrp::VirtualRouterIntfStatusV4& r,
       r.vrStatus(), vrs, [&r](VrId id, const auto& vr) { r.vrStatusIs(id, vr); }, fillVrStatus, s);
 }
 
-// The interfaces whose status record appears, goes or changes its ifIndex with `want`.
-std::set<Lirex::IntfId> movingInterfaces(const Interface::AllIntfStatusDir& intfs,
-                                         const std::map<Lirex::IntfId, U32>& want) {
-  std::set<Lirex::IntfId> moving;
-  for (const auto& [id, record] : intfs.intfStatus()) {
-    const auto it = want.find(id);
-    if (it == want.end() || !record || record->ifIndex() != it->second) moving.insert(id);
-  }
-  for (const auto& [id, ifIndex] : want) {
-    if (!intfs.intfStatus().contains(id)) moving.insert(id);
-  }
-  return moving;
-}
-
 }  // namespace
 
 StatePublisher::StatePublisher(const StateTree& tree)
@@ -164,20 +149,30 @@ PublishSummary StatePublisher::apply(const StateDocument& doc, std::string_view 
   auto& configs = *vrrpConfig_;
   auto& statuses = *vrrpStatus_;
 
-  // The mirroring machines read an interface's status record only when they make a virtual
-  // router's rows, and keep using that record. So the VRRP status of an interface that
-  // appears, goes or is renumbered is taken away first, while its routers' rows can still be
-  // found under the ifIndex they were made with, and given back last, once the interface is as
-  // the document has it: the rows are then made afresh under the new ifIndex, or not at all.
-  const std::set<Lirex::IntfId> moving = movingInterfaces(intfs, doc.interfaces);
-  std::map<Lirex::IntfId, StateDocument::VrStatuses> statusNow, statusLast;
-  for (const auto& [id, vrs] : doc.vrrpStatus)
-    (moving.contains(id) ? statusLast : statusNow)[id] = vrs;
-  for (const Lirex::IntfId& id : moving) {
-    const auto it = statuses.vrIntfStatus().find(id);
-    if (it == statuses.vrIntfStatus().end()) continue;
-    s.recordsRemoved += 1 + (it->second ? it->second->vrStatus().size() : 0);
+  // The mirroring machines read an interface's status (its ifIndex keys the rows) only when
+  // they create a virtual router's machine, so no machine may be built on a status that is
+  // about to change or go. Where an interface's status comes, goes or changes its ifIndex, its
+  // VRRP status is withdrawn first, which retires its machines and rows; the VRRP status
+  // published below builds them again on the interface as it now is. A status that goes while
+  // the document keeps VRRP status on its interface goes right away, not last.
+  std::vector<Lirex::IntfId> moved;
+  for (const auto& [id, unused] : statuses.vrIntfStatus()) {
+    const auto have = intfs.intfStatus().find(id);
+    const auto want = doc.interfaces.find(id);
+    const bool had = have != intfs.intfStatus().end() && have->second;
+    const bool wanted = want != doc.interfaces.end();
+    if (had != wanted || (had && have->second->ifIndex() != want->second)) moved.push_back(id);
+  }
+  for (const Lirex::IntfId& id : moved) {
+    const auto record = statuses.vrIntfStatus().at(id);
+    s.recordsRemoved += 1 + (record ? record->vrStatus().size() : 0);
     statuses.vrIntfStatusDel(id);
+  }
+  for (const auto& [id, unused] : doc.vrrpStatus) {
+    if (intfs.intfStatus().contains(id) && !doc.interfaces.contains(id)) {
+      intfs.intfStatusDel(id);
+      ++s.recordsRemoved;
+    }
   }
 
   addOrUpdate(
@@ -193,7 +188,7 @@ PublishSummary StatePublisher::apply(const StateDocument& doc, std::string_view 
       [&](const Lirex::IntfId& id, const auto& r) { configs.vrrpIntfConfigIs(id, r); },
       fillIntfConfig, s);
   addOrUpdate(
-      statuses.vrIntfStatus(), statusNow,
+      statuses.vrIntfStatus(), doc.vrrpStatus,
       [&](const Lirex::IntfId& id, const auto& r) { statuses.vrIntfStatusIs(id, r); },
       fillIntfVrStatus, s);
 
@@ -221,10 +216,6 @@ PublishSummary StatePublisher::apply(const StateDocument& doc, std::string_view 
   removeMissing(
       intfs.intfStatus(), doc.interfaces, [&](const Lirex::IntfId& id) { intfs.intfStatusDel(id); },
       leaf<Interface::IntfStatus>, s);
-  addOrUpdate(
-      statuses.vrIntfStatus(), statusLast,
-      [&](const Lirex::IntfId& id, const auto& r) { statuses.vrIntfStatusIs(id, r); },
-      fillIntfVrStatus, s);
 
   KIV_TRACE(zentraTrace(), 1, "applied " << source << ": " << s);
   return s;

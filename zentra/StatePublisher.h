@@ -7,12 +7,13 @@
 //
 // Order matters to the mirroring machines: interfaces and addresses come first, then VRRP
 // configuration, then VRRP status, so that a virtual router finds its interface when it
-// appears; removals run the other way round. The machines read an interface only when a
-// router appears, so an interface that appears, goes or changes its ifIndex has its VRRP
-// status removed before anything else and added again after everything else. A new record is
-// filled completely before it is inserted, so no reactor ever sees it half made. Within one
-// virtual router's status the state is set last: reactors on it then read the router's other
-// attributes already current.
+// appears; removals run the other way round. A new record is filled completely before it is
+// inserted, so no reactor ever sees it half made. Within one virtual router's status the state
+// is set last: reactors on it then read the router's other attributes already current.
+//
+// The machines read an interface's ifIndex only when they build a router's machine, so an
+// interface whose status comes, goes or changes its ifIndex has its VRRP status withdrawn before
+// that change and published anew after it (counted as records removed and added).
 #include <cstddef>
 #include <ostream>
 #include <string_view>

@@ -48,7 +48,6 @@ TEST(OrderedMapTest, IteratorRefindsItsPlaceAfterChanges) {
 
 TEST(OrderedMapTest, IteratorKeepsCollectionAndRowAlive) {
   Map::Iterator it;
-  Kiv::Ptr<Row> row;
   {
     auto m = Kiv::make<Map>();
     m->set(1, Kiv::make<Row>(1));

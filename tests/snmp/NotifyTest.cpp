@@ -32,8 +32,11 @@ TEST(SnmpConversionsTest, EnumerationsMapToTheMibsNumbers) {
   // States run in the opposite sense, authentication types are shifted by one.
   const std::pair<FhrpState, long> states[] = {
       {FhrpState::master, 3}, {FhrpState::backup, 2}, {FhrpState::initialize, 1}};
+  // The init-captures copy the structured bindings: clang before 16 cannot capture them.
   for (auto [state, number] : states) {
-    EXPECT_EQ(encoded([&](auto* b, S32 c) { return FhrpStateToAsnVrrpStatus(state, b, c); }),
+    EXPECT_EQ(encoded([&, state = state](auto* b, S32 c) {
+                return FhrpStateToAsnVrrpStatus(state, b, c);
+              }),
               number);
   }
   for (int type : {0, 1, 2}) {
@@ -46,9 +49,10 @@ TEST(SnmpConversionsTest, EnumerationsMapToTheMibsNumbers) {
   for (auto [state, number] : {std::pair{IntfEnabledState::enabled, 1L},
                                {IntfEnabledState::disabled, 2L},
                                {IntfEnabledState::unknownEnabledState, 2L}}) {
-    EXPECT_EQ(
-        encoded([&](auto* b, S32 c) { return IntfEnabledStateToAsnAdminStatus(state, b, c); }),
-        number);
+    EXPECT_EQ(encoded([&, state = state](auto* b, S32 c) {
+                return IntfEnabledStateToAsnAdminStatus(state, b, c);
+              }),
+              number);
   }
 }
 

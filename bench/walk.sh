@@ -1,0 +1,222 @@
+#!/usr/bin/env bash
+# Walk rates of fhrp-snmpd against net-snmp's own table helper (baseline-agent) on the same
+# generated state documents, for N = 16, 256, 4096 and 16384 virtual routers.
+#
+#   bench/walk.sh [BUILD_DIR]        (default build-bench; `make bench` runs it)
+#
+# Both agents serve the same document on their own 127.0.0.1 ports. walk-rate walks each
+# table with GETBULK, max-repetitions 25 (what snmpbulkwalk -Cr25 sends: a response of 25
+# vrrpOperTable varbinds stays near 800 bytes, well inside one unfragmented datagram), and
+# times only the walks; the two agents are measured in alternating rounds so that a busy
+# machine slows both alike, and the best round counts. snmpbulkwalk itself then walks each
+# table once per agent: its outputs must agree (the up-time column aside, which moves with the
+# clock), and its wall time, tool start-up included, is printed for reference.
+#
+# Wall-clock rates need a quiet machine: on a shared one they swing with the other load. So
+# the script also reads how much CPU time each agent spent on the walks (the first field of
+# /proc/PID/schedstat, in nanoseconds) and prints varbinds per second of agent CPU, which
+# other load hardly moves; the targets are checked on both.
+#
+# Environment: WALK_SIZES ("16 256 4096 16384"), WALK_ROUNDS (3), WALK_SAMPLES (3),
+# WALK_MIN_SECONDS (0.3), WALK_MAX_REPETITIONS (25), WALK_KEEP_TMP=1 keeps the scratch folder.
+set -euo pipefail
+
+build=${1:-build-bench}
+sizes=${WALK_SIZES:-16 256 4096 16384}
+rounds=${WALK_ROUNDS:-3}
+samples=${WALK_SAMPLES:-3}
+min_seconds=${WALK_MIN_SECONDS:-0.3}
+reps=${WALK_MAX_REPETITIONS:-25}
+
+gen_state=$build/tools/gen-state
+walk_rate=$build/bench/walk/walk-rate
+baseline=$build/bench/baseline/baseline-agent
+ours=$build/host/fhrp-snmpd
+for tool in "$gen_state" "$walk_rate" "$baseline"; do
+  [[ -x $tool ]] || { echo "walk.sh: $tool is not built (cmake --preset bench)" >&2; exit 2; }
+done
+have_ours=1
+if [[ ! -x $ours ]]; then
+  echo "walk.sh: $ours is not built yet: measuring the baseline alone" >&2
+  have_ours=0
+fi
+
+export MIBS=
+tmp=$(mktemp -d "${TMPDIR:-/tmp}/fhrp-walk.XXXXXX")
+export SNMP_PERSISTENT_DIR=$tmp/persist
+mkdir -p "$SNMP_PERSISTENT_DIR"
+pids=()
+cleanup() {
+  local pid
+  for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null && wait "$pid" 2>/dev/null || true; done
+  if [[ ${WALK_KEEP_TMP:-0} == 1 ]]; then echo "walk.sh: scratch kept in $tmp" >&2; else rm -rf "$tmp"; fi
+}
+trap cleanup EXIT
+
+# start NAME PROGRAM DOC: starts an agent on a free port and sets $port and $pid. A port
+# someone else holds makes the agent exit with its error line; then another port is tried.
+start() {
+  local name=$1 program=$2 doc=$3 attempt log
+  for attempt in 1 2 3 4 5 6 7 8; do
+    port=$((20000 + RANDOM % 12000))
+    log=$tmp/$name.$port.log
+    : >"$log"
+    "$program" --state "$doc" --listen "udp:127.0.0.1:$port" --community public 2>"$log" &
+    pid=$!
+    local waited=0
+    while ! grep -q ': ready on ' "$log"; do
+      if ! kill -0 "$pid" 2>/dev/null; then break; fi
+      sleep 0.05
+      waited=$((waited + 1))
+      if ((waited > 1200)); then echo "walk.sh: $name did not get ready" >&2; exit 1; fi
+    done
+    if grep -q ': ready on ' "$log"; then pids+=("$pid"); return 0; fi
+    wait "$pid" 2>/dev/null || true
+  done
+  echo "walk.sh: $name could not start; last log:" >&2
+  cat "$log" >&2
+  exit 1
+}
+
+stop() {
+  kill "$1" 2>/dev/null || true
+  wait "$1" 2>/dev/null || true
+}
+
+cpu_ns() { cut -d' ' -f1 "/proc/$1/schedstat"; }
+
+# rate PID PORT OID: one walk-rate run against the agent PID; sets $walked (varbinds in one
+# walk), $rated (best varbinds per second) and $cpu_rated (varbinds per second of the agent's
+# CPU time over every walk of the run).
+rate() {
+  local line before after total
+  before=$(cpu_ns "$1")
+  line=$(timeout 600 "$walk_rate" --peer "udp:127.0.0.1:$2" --oid "$3" --max-repetitions "$reps" \
+    --samples "$samples" --min-seconds "$min_seconds")
+  after=$(cpu_ns "$1")
+  walked=$(sed -E 's/.*[ ^]varbinds=([0-9]+).*/\1/' <<<" $line")
+  rated=$(sed -E 's/.*rate=([0-9]+).*/\1/' <<<"$line")
+  total=$(sed -E 's/.*total_varbinds=([0-9]+).*/\1/' <<<"$line")
+  cpu_rated=$(awk -v v="$total" -v ns="$((after - before))" 'BEGIN { printf "%.0f", v / (ns / 1e9) }')
+}
+
+# bulkwalk PORT OID OUT: one snmpbulkwalk into OUT, its varbinds only (not the line that
+# says the agent's view ends there); prints its wall time in seconds.
+bulkwalk() {
+  local t0 t1
+  t0=$(date +%s%N)
+  snmpbulkwalk -v2c -c public -On -Cr"$reps" -t 10 -r 0 "udp:127.0.0.1:$1" "$2" >"$3.all"
+  t1=$(date +%s%N)
+  grep "^\.$2\." "$3.all" | grep -v ' = No more variables left' >"$3" || true
+  awk -v a="$t0" -v b="$t1" 'BEGIN { printf "%.3f", (b - a) / 1e9 }'
+}
+
+max() { awk -v a="$1" -v b="$2" 'BEGIN { print (a > b ? a : b) }'; }
+
+tables=("vrrpOperTable 1.3.6.1.2.1.68.1.3" "vrrpAssoIpAddrTable 1.3.6.1.2.1.68.1.4")
+declare -A result
+for n in $sizes; do
+  doc=$tmp/state-$n.json
+  "$gen_state" "$n" >"$doc"
+  start baseline "$baseline" "$doc"
+  base_port=$port base_pid=$pid
+  if ((have_ours)); then
+    start ours "$ours" "$doc"
+    ours_port=$port ours_pid=$pid
+  fi
+  for entry in "${tables[@]}"; do
+    read -r table toid <<<"$entry"
+    best_ours=0 best_base=0 cpu_ours=0 cpu_base=0
+    for ((r = 0; r < rounds; r++)); do
+      if ((have_ours)); then
+        rate "$ours_pid" "$ours_port" "$toid"
+        best_ours=$(max "$best_ours" "$rated")
+        cpu_ours=$(max "$cpu_ours" "$cpu_rated")
+        ours_walked=$walked
+      fi
+      rate "$base_pid" "$base_port" "$toid"
+      best_base=$(max "$best_base" "$rated")
+      cpu_base=$(max "$cpu_base" "$cpu_rated")
+    done
+    result[$table,$n,cpu_base]=$cpu_base
+    result[$table,$n,cpu_ours]=-
+    result[$table,$n,varbinds]=$walked
+    result[$table,$n,base]=$best_base
+    result[$table,$n,base_tool]=$(bulkwalk "$base_port" "$toid" "$tmp/$table-$n.base")
+    # walk-rate must see what the tool sees.
+    if [[ $(wc -l <"$tmp/$table-$n.base") != "$walked" ]]; then
+      echo "walk.sh: walk-rate counted $walked varbinds of $table at N=$n, snmpbulkwalk" \
+        "$(wc -l <"$tmp/$table-$n.base")" >&2
+      exit 1
+    fi
+    result[$table,$n,ours]=-
+    result[$table,$n,ours_tool]=-
+    result[$table,$n,same]=-
+    if ((have_ours)); then
+      result[$table,$n,ours]=$best_ours
+      result[$table,$n,cpu_ours]=$cpu_ours
+      if [[ $ours_walked != "$walked" ]]; then result[$table,$n,varbinds]="$ours_walked!=$walked"; fi
+      result[$table,$n,ours_tool]=$(bulkwalk "$ours_port" "$toid" "$tmp/$table-$n.ours")
+      # Column 13 (vrrpOperVirtualRouterUpTime) moves with the clock.
+      if diff -q <(grep -v '^\.1\.3\.6\.1\.2\.1\.68\.1\.3\.1\.13\.' "$tmp/$table-$n.ours") \
+        <(grep -v '^\.1\.3\.6\.1\.2\.1\.68\.1\.3\.1\.13\.' "$tmp/$table-$n.base") >/dev/null; then
+        result[$table,$n,same]=yes
+      else
+        result[$table,$n,same]=NO
+        WALK_KEEP_TMP=1
+      fi
+    fi
+  done
+  stop "$base_pid"
+  if ((have_ours)); then stop "$ours_pid"; fi
+done
+
+first=${sizes%% *}
+last=${sizes##* }
+ratio() { awk -v a="$1" -v b="$2" 'BEGIN { if (a == "-" || b == "-") print "-"; else printf "%.2f", a / b }'; }
+
+# verdict TABLE KIND LABEL: the two targets on one kind of rate (wall or cpu).
+verdict() {
+  local table=$1 kind=$2 label=$3 worst=1e9 n r
+  r=$(ratio "${result[$table,$last,$kind,ours]}" "${result[$table,$first,$kind,ours]}")
+  awk -v r="$r" -v l="$label" -v n="$last" -v f="$first" 'BEGIN {
+    printf "  %s: rate(N=%s) / rate(N=%s) = %.2f (target >= 0.8): %s\n", l, n, f, r,
+    (r >= 0.8 ? "met" : "MISSED") }'
+  for n in $sizes; do
+    r=$(ratio "${result[$table,$n,$kind,ours]}" "${result[$table,$n,$kind,base]}")
+    worst=$(awk -v w="$worst" -v r="$r" 'BEGIN { print (r < w ? r : w) }')
+  done
+  awk -v r="$worst" -v l="$label" 'BEGIN {
+    printf "  %s: lowest ours / baseline = %.2f (target >= 0.8): %s\n", l, r,
+    (r >= 0.8 ? "met" : "MISSED") }'
+}
+
+for entry in "${tables[@]}"; do
+  read -r table toid <<<"$entry"
+  for n in $sizes; do
+    result[$table,$n,wall,ours]=${result[$table,$n,ours]}
+    result[$table,$n,wall,base]=${result[$table,$n,base]}
+    result[$table,$n,cpu,ours]=${result[$table,$n,cpu_ours]}
+    result[$table,$n,cpu,base]=${result[$table,$n,cpu_base]}
+  done
+  echo
+  echo "$table ($toid): GETBULK max-repetitions $reps, best of $rounds rounds x $samples samples"
+  echo "  wall: varbinds per second of wall-clock time; cpu: per second of the agent's CPU time"
+  printf '%7s %9s %11s %11s %6s %7s %11s %11s %6s %7s %16s %5s\n' N varbinds "wall ours" \
+    "wall base" ratio "vs N=$first" "cpu ours" "cpu base" ratio "vs N=$first" "snmpbulkwalk s" same
+  for n in $sizes; do
+    printf '%7s %9s %11s %11s %6s %7s %11s %11s %6s %7s %16s %5s\n' "$n" \
+      "${result[$table,$n,varbinds]}" \
+      "${result[$table,$n,wall,ours]}" "${result[$table,$n,wall,base]}" \
+      "$(ratio "${result[$table,$n,wall,ours]}" "${result[$table,$n,wall,base]}")" \
+      "$(ratio "${result[$table,$n,wall,ours]}" "${result[$table,$first,wall,ours]}")" \
+      "${result[$table,$n,cpu,ours]}" "${result[$table,$n,cpu,base]}" \
+      "$(ratio "${result[$table,$n,cpu,ours]}" "${result[$table,$n,cpu,base]}")" \
+      "$(ratio "${result[$table,$n,cpu,ours]}" "${result[$table,$first,cpu,ours]}")" \
+      "${result[$table,$n,ours_tool]}/${result[$table,$n,base_tool]}" "${result[$table,$n,same]}"
+  done
+  if ((have_ours)); then
+    verdict "$table" wall wall
+    verdict "$table" cpu cpu
+  fi
+done

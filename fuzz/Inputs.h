@@ -1,0 +1,35 @@
+#pragma once
+// What each fuzz target does with one input. The libFuzzer drivers (fuzz_<target>.cpp) and the
+// regression test that replays saved inputs (tests/fuzz_regressions) call these same
+// functions, so an input that once crashed a target is replayed exactly as it was found.
+//
+// Expected rejections (a parse error, an SNMP error response) are swallowed. Anything else is a
+// defect: an unexpected exception escapes, a broken oracle stops the process through
+// KIV_ASSERT, and memory faults and leaks are left to the sanitizers.
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+namespace FhrpFuzz {
+
+// The text forms of the VRRP-MIB keys: every parser sees the input, and a value that parses
+// must print to a text that parses back to the same value.
+void keys(std::string_view input);
+
+// The JSON reader with default limits and with small ones.
+void json(std::string_view input);
+
+// The state-document reader; a document it accepts is published into a state tree watched by
+// the mirroring machines. Input with a 0x00 byte holds two documents, published one after the
+// other, so that the second one is applied as a difference to the first.
+void stateDocument(std::string_view input);
+
+// One whole SNMP message, as it would arrive on the agent's socket, handled by net-snmp's
+// agent with the VRRP-MIB module registered over a model with rows.
+void snmpRequest(std::string_view input);
+
+inline std::string_view asText(const std::uint8_t* data, std::size_t size) {
+  return {reinterpret_cast<const char*>(data), size};
+}
+
+}  // namespace FhrpFuzz

@@ -1,0 +1,85 @@
+#!/usr/bin/env bash
+# Builds the fuzz preset and runs each fuzz target for a bounded time, then prints a table of
+# executions and crashes per target. Exits 1 when any target crashed, 2 on a build failure.
+#
+#   fuzz/run.sh [TARGET...]        default: every target
+#   FUZZ_SECONDS=60                time per target
+#   FUZZ_BUILD=0                   skip configure and build (use what build-fuzz/ holds)
+#
+# Each target grows a working corpus in build-fuzz/fuzz-work/<target>/corpus, seeded from
+# fuzz/corpus/<target>/ and kept across runs. Crashing inputs land in
+# build-fuzz/fuzz-work/<target>/artifacts/; a fixed one belongs in fuzz/regressions/<target>/.
+set -uo pipefail
+cd "$(dirname "$0")/.."
+
+seconds=${FUZZ_SECONDS:-60}
+all_targets=(fuzz_keys fuzz_json fuzz_state_document fuzz_snmp_request)
+targets=("$@")
+[ ${#targets[@]} -eq 0 ] && targets=("${all_targets[@]}")
+
+# Longest input per target: a key text, a JSON document the size of examples/lab.json with
+# room to grow, two state documents, one SNMP message as large as a UDP datagram usually is.
+max_len() {
+  case "$1" in
+    fuzz_keys) echo 512 ;;
+    fuzz_json) echo 8192 ;;
+    fuzz_state_document) echo 16384 ;;
+    fuzz_snmp_request) echo 1500 ;;
+    *) echo 4096 ;;
+  esac
+}
+
+if [ "${FUZZ_BUILD:-1}" != 0 ]; then
+  echo "== fuzz: build (preset fuzz, build-fuzz/)"
+  if ! cmake --preset fuzz >/dev/null || ! cmake --build --preset fuzz -j "${JOBS:-$(nproc)}"; then
+    echo "== fuzz: build failed" >&2
+    exit 2
+  fi
+fi
+
+# UBSan stops at the first finding already (-fno-sanitize-recover); its report needs the stack.
+export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1}
+
+work=build-fuzz/fuzz-work
+results=()
+failed=0
+for target in "${targets[@]}"; do
+  binary=build-fuzz/fuzz/$target
+  dir=$work/$target
+  mkdir -p "$dir/corpus" "$dir/artifacts"
+  if [ ! -x "$binary" ]; then
+    echo "== fuzz: $target was not built" >&2
+    results+=("$target - - not-built")
+    failed=1
+    continue
+  fi
+  before=$(find "$dir/artifacts" -type f | wc -l)
+  extra=()
+  [ -f "fuzz/dict/$target.dict" ] && extra+=(-dict="fuzz/dict/$target.dict")
+  seeds=()
+  [ -d "fuzz/corpus/$target" ] && seeds+=("fuzz/corpus/$target")
+  echo "== fuzz: $target for ${seconds}s"
+  "$binary" -max_total_time="$seconds" -max_len="$(max_len "$target")" -timeout=10 \
+    -print_final_stats=1 -artifact_prefix="$dir/artifacts/" "${extra[@]}" \
+    "$dir/corpus" "${seeds[@]}" >"$dir/log" 2>&1
+  status=$?
+  runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$dir/log" | tail -1)
+  crashes=$(($(find "$dir/artifacts" -type f | wc -l) - before))
+  # A non-zero exit without an artifact is still a failure (e.g. a crash during startup).
+  if [ "$status" != 0 ] && [ "$crashes" = 0 ]; then crashes=1; fi
+  if [ "$crashes" != 0 ]; then
+    failed=1
+    echo "== fuzz: $target failed (exit $status); log $dir/log" >&2
+    grep -E '^(==[0-9]+==ERROR|SUMMARY|.*assertion failed|.*runtime error|artifact_prefix)' \
+      "$dir/log" | head -20 >&2
+  fi
+  results+=("$target $seconds ${runs:-?} $crashes")
+done
+
+echo
+printf '%-22s %8s %12s %8s\n' target seconds executions crashes
+for row in "${results[@]}"; do
+  # shellcheck disable=SC2086
+  printf '%-22s %8s %12s %8s\n' $row
+done
+exit $failed
