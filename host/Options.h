@@ -9,7 +9,7 @@ namespace Host {
 struct Options {
   Kiv::String8 stateFile;
   Kiv::String8 listen = "udp:127.0.0.1:1161";
-  Kiv::String8 agentxSocket;  // non-empty: run as an AgentX subagent
+  Kiv::String8 agentxSocket;          // non-empty: run as an AgentX subagent
   Kiv::String8 community = "public";  // also the community of --trap-sink notifications
   bool serveCommunity = true;         // false (--no-community): SNMPv3 users from --config only
   std::vector<Kiv::String8> trapSinks;
