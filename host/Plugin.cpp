@@ -15,8 +15,12 @@ Kiv::String8 stateFile;
 // deinit, and they must never find the model gone.
 std::unique_ptr<Host::Service> service;
 
-void parseStateFile(const char*, char* line) { stateFile = line ? line : ""; }
-void freeStateFile() { stateFile.clear(); }
+void parseStateFile(const char*, char* line) {
+  stateFile = line ? line : "";
+}
+void freeStateFile() {
+  stateFile.clear();
+}
 
 int start(int, int, void*, void*) {
   if (service) return 0;

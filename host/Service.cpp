@@ -46,10 +46,10 @@ void Service::start() {
 
   agent_ = Kiv::newEntity("FhrpSnmp::Agent", "fhrpSnmpAgent");
   Kiv::attributeIs(*agent_, "vrrpMib", Kiv::Ptr<Kiv::PtrInterface>(model_));
-  Kiv::attributeIs(*agent_, "vrrpMibSm",
-                   std::vector<Kiv::Ptr<Kiv::PtrInterface>>{
-                       tree_.fhrpConfig(), tree_.vrrpStatus(), tree_.allIntfStatus(),
-                       tree_.ipStatus(), model_});
+  Kiv::attributeIs(
+      *agent_, "vrrpMibSm",
+      std::vector<Kiv::Ptr<Kiv::PtrInterface>>{tree_.fhrpConfig(), tree_.vrrpStatus(),
+                                               tree_.allIntfStatus(), tree_.ipStatus(), model_});
 }
 
 void Service::watch() {

@@ -84,18 +84,18 @@ TEST(DaemonTest, ServesTheLabExample) {
     return VarBind{};
   };
   EXPECT_EQ(value(2, 1, 1).octets(), std::string("\x00\x00\x5e\x00\x01\x01", 6));
-  EXPECT_EQ(value(3, 1, 1).value, "3");             // master
-  EXPECT_EQ(value(3, 1, 2).value, "2");             // backup
-  EXPECT_EQ(value(3, 1, 3).value, "1");             // initialize
-  EXPECT_EQ(value(4, 1, 1).value, "1");             // admin up
+  EXPECT_EQ(value(3, 1, 1).value, "3");  // master
+  EXPECT_EQ(value(3, 1, 2).value, "2");  // backup
+  EXPECT_EQ(value(3, 1, 3).value, "1");  // initialize
+  EXPECT_EQ(value(4, 1, 1).value, "1");  // admin up
   EXPECT_EQ(value(5, 1, 1).value, "200");
   EXPECT_EQ(value(6, 1, 1).value, "2");
   EXPECT_EQ(value(7, 1, 1), (VarBind{col(7, 1, 1), "IpAddress", "192.0.2.2", ""}));  // own address
-  EXPECT_EQ(value(7, 1, 2).value, "192.0.2.3");     // backup: the master's source address
+  EXPECT_EQ(value(7, 1, 2).value, "192.0.2.3");  // backup: the master's source address
   EXPECT_EQ(value(7, 1, 3).value, "0.0.0.0");
   EXPECT_EQ(value(8, 2, 11).value, "0.0.0.0");
-  EXPECT_EQ(value(9, 2, 11).value, "2");            // simpleTextPassword
-  EXPECT_EQ(value(10, 2, 11).octets(), "");         // the key is never disclosed
+  EXPECT_EQ(value(9, 2, 11).value, "2");     // simpleTextPassword
+  EXPECT_EQ(value(10, 2, 11).octets(), "");  // the key is never disclosed
   EXPECT_EQ(value(11, 1, 1).value, "1");
   EXPECT_EQ(value(12, 1, 1).value, "1");
   EXPECT_EQ(value(13, 1, 1).type, "Timeticks");
@@ -131,13 +131,12 @@ TEST(DaemonTest, RefusesEverySetEvenWithAWriteCommunity) {
   daemon.writeState(readFile(sourcePath("examples/lab.json")));
   auto conf = daemon.dir().writeFile("agent.conf", "rwcommunity private 127.0.0.1\n");
   daemon.start({"--config", conf.string()});
-  for (const SetValue& set :
-       std::vector<SetValue>{{".1.3.6.1.2.1.68.1.1.0", 'i', "3"},
-                             {".1.3.6.1.2.1.68.1.2.0", 'i', "2"},
-                             {col(5, 1, 1), 'i', "10"},
-                             {col(3, 1, 1), 'i', "2"},
-                             {col(10, 2, 11), 's', "guess"},
-                             {kAssoTable + ".1.2.1.1.192.0.2.1", 'i', "6"}}) {
+  for (const SetValue& set : std::vector<SetValue>{{".1.3.6.1.2.1.68.1.1.0", 'i', "3"},
+                                                   {".1.3.6.1.2.1.68.1.2.0", 'i', "2"},
+                                                   {col(5, 1, 1), 'i', "10"},
+                                                   {col(3, 1, 1), 'i', "2"},
+                                                   {col(10, 2, 11), 's', "guess"},
+                                                   {kAssoTable + ".1.2.1.1.192.0.2.1", 'i', "6"}}) {
     SnmpReply r = snmpset(daemon.address(), "private", {set});
     EXPECT_FALSE(r.ok()) << r.describe();
     EXPECT_NE(r.err.find("notWritable"), std::string::npos) << r.describe();
@@ -234,7 +233,7 @@ TEST(DaemonTest, ABrokenDocumentLeavesTheServedValuesUnchanged) {
   ASSERT_TRUE(before.ok()) << before.describe();
 
   const std::vector<std::string> broken = {
-      "{\"interfaces\": {\"Ethernet1\": {\"ifIndex\": 1}",   // cut short
+      "{\"interfaces\": {\"Ethernet1\": {\"ifIndex\": 1}",  // cut short
       "not json at all",
       "{\"interfaces\": {\"Ethernet1\": {\"ifIndex\": 0}}}",  // invalid ifIndex
       "{\"vrrpStatus\": {\"Ethernet1\": {\"5\": {\"state\": \"mastr\"}}}}"};
@@ -274,8 +273,7 @@ TEST(DaemonTest, BadStartsExitWithStatusTwoAndOneLine) {
     Process& p = daemon.launch({"--state", daemon.statePath().string(), "--listen",
                                 "udp:127.0.0.1:" + std::to_string(freeUdpPort())});
     EXPECT_EQ(p.waitForExit(20s), 2) << p.describe();
-    EXPECT_NE(p.stderrText().find("fhrp-snmpd: " + daemon.statePath().string()),
-              std::string::npos)
+    EXPECT_NE(p.stderrText().find("fhrp-snmpd: " + daemon.statePath().string()), std::string::npos)
         << p.describe();
     EXPECT_EQ(p.stderrText().find("ready"), std::string::npos);
   }
@@ -315,8 +313,8 @@ TEST(DaemonTest, ServesThroughStockSnmpdAsAgentxSubagent) {
   snmpd.start();
   FhrpDaemon daemon;
   daemon.writeState(readFile(sourcePath("examples/lab.json")));
-  Process& p = daemon.launch({"--state", daemon.statePath().string(), "--agentx",
-                              snmpd.agentxSocket()});
+  Process& p =
+      daemon.launch({"--state", daemon.statePath().string(), "--agentx", snmpd.agentxSocket()});
   ASSERT_TRUE(p.waitForStderrLine("ready on " + snmpd.agentxSocket(), 30s)) << p.describe();
   SnmpReply walk;
   ASSERT_TRUE(waitUntil(

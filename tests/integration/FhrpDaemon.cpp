@@ -7,17 +7,25 @@
 
 namespace Harness {
 
-std::string fhrpSnmpdPath() { return FHRP_SNMPD_PATH; }
-std::string fhrpPluginPath() { return FHRP_PLUGIN_PATH; }
+std::string fhrpSnmpdPath() {
+  return FHRP_SNMPD_PATH;
+}
+std::string fhrpPluginPath() {
+  return FHRP_PLUGIN_PATH;
+}
 std::string sourcePath(const std::string& relative) {
   return std::string(FHRP_SOURCE_DIR) + "/" + relative;
 }
 
 FhrpDaemon::FhrpDaemon() : statePath_(dir_ / "state.json") {}
 
-FhrpDaemon::~FhrpDaemon() { stop(); }
+FhrpDaemon::~FhrpDaemon() {
+  stop();
+}
 
-void FhrpDaemon::writeState(const std::string& json) { dir_.writeFile("state.json", json); }
+void FhrpDaemon::writeState(const std::string& json) {
+  dir_.writeFile("state.json", json);
+}
 
 void FhrpDaemon::replaceState(const std::string& json) {
   std::string aside = "state.json.tmp" + std::to_string(++edits_);
@@ -52,9 +60,13 @@ void FhrpDaemon::stop() {
   if (process_) process_->stop();
 }
 
-std::string FhrpDaemon::address() const { return "127.0.0.1:" + std::to_string(port_); }
+std::string FhrpDaemon::address() const {
+  return "127.0.0.1:" + std::to_string(port_);
+}
 
-std::string FhrpDaemon::log() const { return process_ ? process_->stderrText() : std::string(); }
+std::string FhrpDaemon::log() const {
+  return process_ ? process_->stderrText() : std::string();
+}
 
 bool FhrpDaemon::waitForLog(const std::string& substring, Millis timeout) {
   return process_ && process_->waitForStderrLine(substring, timeout);

@@ -335,7 +335,11 @@ TEST_F(HostileTrafficTest, OddIndicesAndHugeBulkRequestsGetWellFormedAnswers) {
         {30, kMaxInt32, many},
         {-1, -1, many},
         {0, 0, many}};
-    for (const auto& [nonRepeaters, repetitions, bindings] : bulks) {
+    for (const auto& bulk : bulks) {
+      // Named copies: clang before 16 cannot capture structured bindings in a lambda.
+      const std::int64_t nonRepeaters = std::get<0>(bulk);
+      const std::int64_t repetitions = std::get<1>(bulk);
+      const std::vector<std::string>& bindings = std::get<2>(bulk);
       auto reply = ask([&](std::int64_t id) {
         return v2c(Ber::kGetBulk, id, bindings, "public", nonRepeaters, repetitions);
       });
@@ -386,7 +390,9 @@ TEST_F(HostileTrafficTest, EverySetIsRefusedByTheModuleAndChangesNothing) {
       Ber::tlv(Ber::kGauge, "\x01")};
 
   auto barrage = [&] {
-    for (const auto& [oid, refusal] : targets) {
+    for (const auto& target : targets) {
+      const auto& oid = target.first;
+      const auto refusal = target.second;
       for (const std::string& value : values) {
         const std::string vb = Ber::varBind(oid, value);
         auto rw = ask([&](std::int64_t id) { return v2c(Ber::kSet, id, {vb}, "private"); });

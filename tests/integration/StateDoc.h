@@ -17,9 +17,9 @@ struct RouterDoc {
 };
 
 struct StateDoc {
-  std::map<std::string, int> ifIndex;                            // interface -> ifIndex
-  std::map<std::string, std::string> ip;                         // interface -> addr/len
-  std::map<std::string, std::map<int, RouterDoc>> routers;       // interface -> vrId -> router
+  std::map<std::string, int> ifIndex;                       // interface -> ifIndex
+  std::map<std::string, std::string> ip;                    // interface -> addr/len
+  std::map<std::string, std::map<int, RouterDoc>> routers;  // interface -> vrId -> router
   std::string json() const;
 };
 
