@@ -1,37 +1,117 @@
 #include "tests/integration/Process.h"
 
+#include <arpa/inet.h>
 #include <fcntl.h>
+#include <netinet/in.h>
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <map>
+#include <mutex>
+#include <random>
+#include <set>
 #include <sstream>
 #include <stdexcept>
-
-#include "tests/integration/TempDir.h"
-#include "tests/integration/Tools.h"
+#include <thread>
 
 extern char** environ;
 
 namespace Harness {
-namespace {
 
-std::vector<std::string> mergedEnvironment(const Env& additions) {
-  // Later additions win, so a caller can override a shared default such as a persistent dir.
-  std::map<std::string, std::string> chosen;
-  for (const auto& [name, value] : additions) chosen[name] = value;
-  std::vector<std::string> entries;
-  for (char** entry = environ; *entry; ++entry) {
-    std::string text = *entry;
-    if (!chosen.count(text.substr(0, text.find('=')))) entries.push_back(std::move(text));
+bool waitUntil(const std::function<bool()>& condition, Millis timeout, Millis interval) {
+  const auto deadline = std::chrono::steady_clock::now() + timeout;
+  while (std::chrono::steady_clock::now() < deadline) {
+    if (condition()) return true;
+    std::this_thread::sleep_for(interval);
   }
-  for (const auto& [name, value] : chosen) entries.push_back(name + "=" + value);
-  return entries;
+  return condition();
 }
+
+std::string readFile(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+TempDir::TempDir(const std::string& prefix) {
+  const char* base = std::getenv("TMPDIR");
+  std::string templ = std::string(base && *base ? base : "/tmp") + "/" + prefix + ".XXXXXX";
+  if (!::mkdtemp(templ.data())) throw std::runtime_error("mkdtemp " + templ);
+  path_ = templ;
+}
+
+TempDir::~TempDir() {
+  if (std::getenv("FHRP_KEEP_TMP")) {
+    std::fprintf(stderr, "FHRP_KEEP_TMP: keeping %s\n", path_.c_str());
+    return;
+  }
+  std::error_code ignored;
+  std::filesystem::remove_all(path_, ignored);
+}
+
+std::filesystem::path TempDir::writeFile(const std::string& name,
+                                         const std::string& content) const {
+  const std::filesystem::path file = path_ / name;
+  std::ofstream out(file, std::ios::binary | std::ios::trunc);
+  out << content;
+  out.close();
+  if (!out) throw std::runtime_error("cannot write " + file.string());
+  return file;
+}
+
+Socket::Socket(int type, std::uint16_t port) {
+  fd_ = ::socket(AF_INET, type | SOCK_CLOEXEC, 0);
+  sockaddr_in addr{};
+  addr.sin_family = AF_INET;
+  addr.sin_port = htons(port);
+  addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t len = sizeof addr;
+  auto* any = reinterpret_cast<sockaddr*>(&addr);
+  if (fd_ >= 0 && ::bind(fd_, any, sizeof addr) == 0 && ::getsockname(fd_, any, &len) == 0) {
+    port_ = ntohs(addr.sin_port);
+  } else if (fd_ >= 0) {
+    ::close(fd_);
+    fd_ = -1;
+  }
+}
+
+Socket::~Socket() {
+  if (fd_ >= 0) ::close(fd_);
+}
+
+std::uint16_t freeUdpPort() {
+  static std::mutex mutex;
+  static std::set<std::uint16_t> handedOut;
+  static std::mt19937 random{std::random_device{}()};
+  std::lock_guard lock(mutex);
+  for (int attempt = 0; attempt < 1000; ++attempt) {
+    const auto port = static_cast<std::uint16_t>(20000 + random() % 12768);
+    if (handedOut.insert(port).second && Socket(SOCK_DGRAM, port).fd() >= 0) return port;
+  }
+  throw std::runtime_error("no free loopback port");
+}
+
+std::string toolPath(const std::string& name) {
+  if (name.find('/') != std::string::npos) return name;
+  const char* path = std::getenv("PATH");
+  std::istringstream dirs(std::string(path ? path : "/usr/bin:/bin") + ":/usr/sbin:/sbin");
+  for (std::string dir; std::getline(dirs, dir, ':');) {
+    if (!dir.empty() && ::access((dir + "/" + name).c_str(), X_OK) == 0) return dir + "/" + name;
+  }
+  throw std::runtime_error("required program '" + name +
+                           "' not found in PATH, /usr/sbin or /sbin (`make deps` installs it)");
+}
+
+namespace {
 
 std::vector<char*> pointers(std::vector<std::string>& strings) {
   std::vector<char*> result;
@@ -40,133 +120,56 @@ std::vector<char*> pointers(std::vector<std::string>& strings) {
   return result;
 }
 
-// Closes on every path out of the constructor, the throwing ones included.
-struct Fd {
-  int fd = -1;
-  Fd() = default;
-  Fd(const Fd&) = delete;
-  Fd& operator=(const Fd&) = delete;
-  ~Fd() { reset(); }
-  void reset() {
-    if (fd >= 0) ::close(fd);
-    fd = -1;
-  }
-};
-
-void openOrThrow(Fd& target, const std::filesystem::path& path, int flags) {
-  target.fd = ::open(path.c_str(), flags | O_CLOEXEC, 0644);
-  if (target.fd < 0) {
-    throw std::runtime_error("open " + path.string() + ": " + std::strerror(errno));
-  }
-}
-
 int decodeStatus(int raw) {
-  if (WIFEXITED(raw)) return WEXITSTATUS(raw);
-  if (WIFSIGNALED(raw)) return 128 + WTERMSIG(raw);
-  return -1;
-}
-
-// Between fork and exec: async-signal-safe calls only.
-[[noreturn]] void execChild(pid_t parent, int in, int out, int err, int errorPipe, const char* path,
-                            char* const* argv, char* const* envp) {
-  ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-  if (::getppid() != parent) ::_exit(127);
-  // A test process started without stdin (or stdout) got our descriptor in that slot: dup2
-  // onto itself would keep close-on-exec set.
-  int wanted[3] = {in, out, err};
-  for (int target = 0; target < 3; ++target) {
-    if (wanted[target] == target) {
-      ::fcntl(target, F_SETFD, 0);
-    } else {
-      ::dup2(wanted[target], target);
-    }
-  }
-  // Ignored signals stay ignored across exec; servers must see SIGTERM and SIGPIPE as usual.
-  struct sigaction dfl {};
-  dfl.sa_handler = SIG_DFL;
-  for (int sig = 1; sig < NSIG; ++sig) ::sigaction(sig, &dfl, nullptr);
-  sigset_t none;
-  ::sigemptyset(&none);
-  ::sigprocmask(SIG_SETMASK, &none, nullptr);
-  ::execve(path, argv, envp);
-  int error = errno;
-  [[maybe_unused]] auto written = ::write(errorPipe, &error, sizeof error);
-  ::_exit(127);
+  return WIFEXITED(raw) ? WEXITSTATUS(raw) : WIFSIGNALED(raw) ? 128 + WTERMSIG(raw) : -1;
 }
 
 }  // namespace
 
 Process::Process(const std::vector<std::string>& argv, const std::filesystem::path& dir,
                  const std::string& name, const Env& env)
-    : argv_(argv), stdoutPath_(dir / (name + ".stdout")), stderrPath_(dir / (name + ".stderr")) {
-  if (argv_.empty()) throw std::runtime_error("Process: empty argv");
-  std::string path = toolPath(argv_[0]);
-  std::vector<std::string> args = argv_;
-  std::vector<std::string> envStrings = mergedEnvironment(env);
-  std::vector<char*> argvPtrs = pointers(args);
-  std::vector<char*> envPtrs = pointers(envStrings);
-
-  Fd in, out, err, errorRead, errorWrite;
-  openOrThrow(in, "/dev/null", O_RDONLY);
-  openOrThrow(out, stdoutPath_, O_WRONLY | O_CREAT | O_TRUNC);
-  openOrThrow(err, stderrPath_, O_WRONLY | O_CREAT | O_TRUNC);
-  int errorPipe[2];
-  if (::pipe2(errorPipe, O_CLOEXEC) != 0) {
-    throw std::runtime_error(std::string("pipe2: ") + std::strerror(errno));
+    : argv_(argv), stdout_(dir / (name + ".stdout")), stderr_(dir / (name + ".stderr")) {
+  // Everything the child needs is prepared here: after fork only async-signal-safe calls.
+  const std::string path = toolPath(argv.at(0));
+  std::map<std::string, std::string> chosen;
+  for (const auto& [key, value] : env) chosen[key] = value;
+  std::vector<std::string> envStrings, args = argv;
+  for (char** entry = environ; *entry; ++entry) {
+    const std::string text = *entry;
+    if (!chosen.count(text.substr(0, text.find('=')))) envStrings.push_back(text);
   }
-  errorRead.fd = errorPipe[0];
-  errorWrite.fd = errorPipe[1];
-  pid_t parent = ::getpid();
+  for (const auto& [key, value] : chosen) envStrings.push_back(key + "=" + value);
+  std::vector<char*> argPtrs = pointers(args), envPtrs = pointers(envStrings);
+  const char* files[3] = {"/dev/null", stdout_.c_str(), stderr_.c_str()};
+  const pid_t parent = ::getpid();
   pid_ = ::fork();
-  if (pid_ == 0) {
-    execChild(parent, in.fd, out.fd, err.fd, errorWrite.fd, path.c_str(), argvPtrs.data(),
-              envPtrs.data());
-  }
   if (pid_ < 0) throw std::runtime_error(std::string("fork: ") + std::strerror(errno));
-  // Only the child may hold the write end, so that exec closes the last one.
-  errorWrite.reset();
-  int execError = 0;
-  ssize_t got;
-  do {
-    got = ::read(errorRead.fd, &execError, sizeof execError);
-  } while (got < 0 && errno == EINTR);
-  if (got > 0) {
-    int raw = 0;
-    ::waitpid(pid_, &raw, 0);
-    status_ = decodeStatus(raw);
-    throw std::runtime_error("cannot execute " + path + ": " + std::strerror(execError));
+  if (pid_ > 0) return;
+  ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+  if (::getppid() != parent) ::_exit(127);
+  for (int target = 0; target < 3; ++target) {
+    const int fd = ::open(files[target], target ? O_WRONLY | O_CREAT | O_TRUNC : O_RDONLY, 0644);
+    if (fd < 0) ::_exit(126);
+    if (fd != target) {
+      ::dup2(fd, target);
+      ::close(fd);
+    }
   }
-}
-
-Process::~Process() {
-  stop();
-}
-
-std::string Process::stdoutText() const {
-  return readFile(stdoutPath_);
-}
-std::string Process::stderrText() const {
-  return readFile(stderrPath_);
+  // Ignored signals stay ignored across exec; servers must see SIGTERM as usual.
+  struct sigaction dfl {};
+  dfl.sa_handler = SIG_DFL;
+  for (int sig = 1; sig < NSIG; ++sig) ::sigaction(sig, &dfl, nullptr);
+  sigset_t none;
+  ::sigemptyset(&none);
+  ::sigprocmask(SIG_SETMASK, &none, nullptr);
+  ::execve(path.c_str(), argPtrs.data(), envPtrs.data());
+  ::_exit(127);
 }
 
 std::optional<int> Process::exitStatus() {
-  if (status_) return status_;
   int raw = 0;
-  pid_t got;
-  do {
-    got = ::waitpid(pid_, &raw, WNOHANG);
-  } while (got < 0 && errno == EINTR);
-  if (got == pid_) status_ = decodeStatus(raw);
+  if (!status_ && ::waitpid(pid_, &raw, WNOHANG) == pid_) status_ = decodeStatus(raw);
   return status_;
-}
-
-bool Process::running() {
-  return !exitStatus().has_value();
-}
-
-bool Process::signal(int sig) {
-  if (exitStatus()) return false;
-  return ::kill(pid_, sig) == 0;
 }
 
 std::optional<int> Process::waitForExit(Millis timeout) {
@@ -186,32 +189,21 @@ int Process::stop(Millis grace) {
   return *status_;
 }
 
-bool Process::waitForLine(const std::filesystem::path& path, const std::string& substring,
-                          Millis timeout) {
-  auto found = [&] { return readFile(path).find(substring) != std::string::npos; };
+bool Process::waitForStderrLine(const std::string& substring, Millis timeout) {
+  auto found = [&] { return stderrText().find(substring) != std::string::npos; };
   // Whatever a process wrote before it ended is in the file once it is reaped.
   waitUntil([&] { return !running() || found(); }, timeout);
   return found();
 }
 
-bool Process::waitForStdoutLine(const std::string& substring, Millis timeout) {
-  return waitForLine(stdoutPath_, substring, timeout);
-}
-
-bool Process::waitForStderrLine(const std::string& substring, Millis timeout) {
-  return waitForLine(stderrPath_, substring, timeout);
-}
-
 std::string Process::describe() {
   std::ostringstream text;
   for (const auto& arg : argv_) text << arg << ' ';
-  text << "(pid " << pid_ << ", ";
-  if (auto status = exitStatus()) {
-    text << "exit status " << *status << ")";
-  } else {
-    text << "running)";
-  }
-  text << "\n--- stdout ---\n" << stdoutText() << "\n--- stderr ---\n" << stderrText() << '\n';
+  const auto status = exitStatus();
+  text << "(pid " << pid_ << ", " << (status ? "exit status " + std::to_string(*status) : "running")
+       << ")\n--- stdout ---\n"
+       << stdoutText() << "\n--- stderr ---\n"
+       << stderrText() << '\n';
   return text.str();
 }
 

@@ -4,24 +4,19 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <cerrno>
-#include <chrono>
 #include <cstring>
+#include <sstream>
 #include <stdexcept>
+#include <string_view>
 
 namespace Harness {
 
 Oid parseOid(const std::string& text) {
   Oid oid;
-  std::size_t pos = !text.empty() && text[0] == '.' ? 1 : 0;
-  while (pos < text.size()) {
-    std::size_t dot = text.find('.', pos);
-    if (dot == std::string::npos) dot = text.size();
-    oid.push_back(static_cast<std::uint32_t>(std::stoul(text.substr(pos, dot - pos))));
-    pos = dot + 1;
-  }
+  std::istringstream in(text.substr(text.rfind('.', 0) == 0 ? 1 : 0));
+  for (std::string part; std::getline(in, part, '.');) oid.push_back(std::stoul(part));
   return oid;
 }
 
@@ -31,17 +26,19 @@ std::string oidText(const Oid& oid) {
   return text;
 }
 
-namespace Ber {
-
-std::string length(std::size_t n) {
-  if (n < 0x80) return std::string(1, static_cast<char>(n));
-  std::string bytes;
-  for (; n; n >>= 8) bytes.insert(bytes.begin(), static_cast<char>(n & 0xff));
-  return static_cast<char>(0x80 | bytes.size()) + bytes;
+Oid operator+(Oid oid, const Oid& tail) {
+  oid.insert(oid.end(), tail.begin(), tail.end());
+  return oid;
 }
 
+namespace Ber {
+
 std::string tlv(std::uint8_t tag, const std::string& value) {
-  return static_cast<char>(tag) + length(value.size()) + value;
+  std::string length;
+  for (std::size_t n = value.size(); n; n >>= 8) length.insert(0, 1, static_cast<char>(n & 0xff));
+  if (value.size() >= 0x80) length.insert(0, 1, static_cast<char>(0x80 | length.size()));
+  if (value.empty()) length = std::string(1, '\0');
+  return static_cast<char>(tag) + length + value;
 }
 
 std::string integer(std::int64_t value) {
@@ -49,14 +46,9 @@ std::string integer(std::int64_t value) {
   for (int i = 7; i >= 0; --i) bytes += static_cast<char>((value >> (8 * i)) & 0xff);
   // The shortest two's complement form: drop leading octets that only repeat the sign.
   std::size_t skip = 0;
-  while (skip + 1 < bytes.size()) {
-    const auto first = static_cast<std::uint8_t>(bytes[skip]);
-    const auto next = static_cast<std::uint8_t>(bytes[skip + 1]);
-    if ((first == 0x00 && !(next & 0x80)) || (first == 0xff && (next & 0x80))) {
-      ++skip;
-    } else {
-      break;
-    }
+  while (skip < 7 && (bytes[skip] == '\0' || bytes[skip] == '\xff') &&
+         ((bytes[skip] == '\0') == !(bytes[skip + 1] & 0x80))) {
+    ++skip;
   }
   return tlv(kInteger, bytes.substr(skip));
 }
@@ -70,15 +62,13 @@ std::string null() {
 }
 
 std::string objectId(const Oid& oid) {
-  if (oid.size() < 2) throw std::invalid_argument("an OID needs two sub-identifiers");
   auto subId = [](std::uint64_t value) {
     std::string bytes(1, static_cast<char>(value & 0x7f));
-    for (value >>= 7; value; value >>= 7) {
-      bytes.insert(bytes.begin(), static_cast<char>(0x80 | (value & 0x7f)));
-    }
+    for (value >>= 7; value; value >>= 7)
+      bytes.insert(0, 1, static_cast<char>(0x80 | (value & 0x7f)));
     return bytes;
   };
-  std::string body = subId(std::uint64_t{oid[0]} * 40 + oid[1]);
+  std::string body = subId(std::uint64_t{oid.at(0)} * 40 + oid.at(1));
   for (std::size_t i = 2; i < oid.size(); ++i) body += subId(oid[i]);
   return tlv(kObjectId, body);
 }
@@ -106,81 +96,62 @@ std::string message(std::int64_t version, const std::string& community, const st
 
 namespace {
 
-// Reads definite-length TLVs; every failure is "not a reply".
-class Reader {
- public:
-  explicit Reader(std::string_view bytes) : bytes_(bytes) {}
+// Definite-length TLVs; any failure means "not a reply".
+struct Reader {
+  std::string_view bytes;
+  std::size_t pos = 0;
 
-  bool atEnd() const { return pos_ >= bytes_.size(); }
-
-  // The next TLV's tag and content, or false.
   bool next(std::uint8_t& tag, std::string_view& content) {
-    if (pos_ + 2 > bytes_.size()) return false;
-    tag = static_cast<std::uint8_t>(bytes_[pos_++]);
-    std::size_t len = static_cast<std::uint8_t>(bytes_[pos_++]);
+    if (pos + 2 > bytes.size()) return false;
+    tag = static_cast<std::uint8_t>(bytes[pos++]);
+    std::size_t len = static_cast<std::uint8_t>(bytes[pos++]);
     if (len & 0x80) {
       const std::size_t count = len & 0x7f;
-      if (count == 0 || count > 4 || pos_ + count > bytes_.size()) return false;
+      if (count == 0 || count > 4 || pos + count > bytes.size()) return false;
       len = 0;
       for (std::size_t i = 0; i < count; ++i) {
-        len = (len << 8) | static_cast<std::uint8_t>(bytes_[pos_++]);
+        len = (len << 8) | static_cast<std::uint8_t>(bytes[pos++]);
       }
     }
-    if (len > bytes_.size() - pos_) return false;
-    content = bytes_.substr(pos_, len);
-    pos_ += len;
+    if (len > bytes.size() - pos) return false;
+    content = bytes.substr(pos, len);
+    pos += len;
     return true;
   }
-
   bool expect(std::uint8_t wanted, std::string_view& content) {
     std::uint8_t tag = 0;
     return next(tag, content) && tag == wanted;
   }
-
   bool integer(std::int64_t& value) {
     std::string_view content;
     if (!expect(Ber::kInteger, content) || content.empty() || content.size() > 8) return false;
-    value = static_cast<std::int8_t>(content[0]);
-    for (std::size_t i = 1; i < content.size(); ++i) {
-      value = static_cast<std::int64_t>(static_cast<std::uint64_t>(value) << 8) |
-              static_cast<std::uint8_t>(content[i]);
-    }
+    value = RawVarBind{{}, Ber::kInteger, std::string(content)}.integer();
     return true;
   }
-
- private:
-  std::string_view bytes_;
-  std::size_t pos_ = 0;
 };
 
 bool decodeOid(std::string_view content, Oid& oid) {
   std::uint64_t value = 0;
-  bool first = true;
-  for (std::size_t i = 0; i < content.size(); ++i) {
-    const auto byte = static_cast<std::uint8_t>(content[i]);
-    value = (value << 7) | (byte & 0x7f);
+  for (char c : content) {
+    value = (value << 7) | (c & 0x7f);
     if (value > 0xffffffffull * 40) return false;
-    if (byte & 0x80) continue;
-    if (first) {
+    if (c & 0x80) continue;
+    if (oid.empty()) {
       const std::uint64_t top = value < 80 ? value / 40 : 2;
-      oid.push_back(static_cast<std::uint32_t>(top));
-      oid.push_back(static_cast<std::uint32_t>(value - top * 40));
-      first = false;
+      oid = {static_cast<std::uint32_t>(top), static_cast<std::uint32_t>(value - top * 40)};
     } else {
       oid.push_back(static_cast<std::uint32_t>(value));
     }
     value = 0;
   }
-  return !content.empty() && !(static_cast<std::uint8_t>(content.back()) & 0x80);
+  return !content.empty() && !(content.back() & 0x80);
 }
 
 }  // namespace
 
 std::int64_t RawVarBind::integer() const {
-  if (value.empty()) return 0;
-  const bool isSigned = type == Ber::kInteger;
-  std::int64_t result = isSigned ? static_cast<std::int8_t>(value[0]) : 0;
-  for (std::size_t i = isSigned ? 1 : 0; i < value.size(); ++i) {
+  std::int64_t result = value.empty() ? 0 : static_cast<std::int8_t>(value[0]);
+  for (std::size_t i = 1; i < value.size(); ++i) {
     result = static_cast<std::int64_t>(static_cast<std::uint64_t>(result) << 8) |
              static_cast<std::uint8_t>(value[i]);
   }
@@ -188,27 +159,26 @@ std::int64_t RawVarBind::integer() const {
 }
 
 std::optional<RawReply> parseReply(const std::string& bytes) {
-  Reader outer(bytes);
-  std::string_view message;
-  if (!outer.expect(Ber::kSequence, message)) return std::nullopt;
-  Reader in(message);
+  std::string_view message, community, pdu, list;
+  std::int64_t version = 0;
+  std::uint8_t pduType = 0;
   RawReply reply;
-  std::string_view community, pdu;
-  if (!in.integer(reply.version) || !in.expect(Ber::kOctets, community)) return std::nullopt;
-  reply.community = std::string(community);
-  if (!in.next(reply.pduType, pdu)) return std::nullopt;
-  Reader fields(pdu);
-  std::string_view list;
+  Reader outer{bytes};
+  if (!outer.expect(Ber::kSequence, message)) return std::nullopt;
+  Reader in{message};
+  if (!in.integer(version) || !in.expect(Ber::kOctets, community) || !in.next(pduType, pdu)) {
+    return std::nullopt;
+  }
+  Reader fields{pdu};
   if (!fields.integer(reply.requestId) || !fields.integer(reply.errorStatus) ||
       !fields.integer(reply.errorIndex) || !fields.expect(Ber::kSequence, list)) {
     return std::nullopt;
   }
-  Reader bindings(list);
-  while (!bindings.atEnd()) {
+  for (Reader bindings{list}; bindings.pos < list.size();) {
     std::string_view binding, oid, value;
     RawVarBind vb;
     if (!bindings.expect(Ber::kSequence, binding)) return std::nullopt;
-    Reader parts(binding);
+    Reader parts{binding};
     if (!parts.expect(Ber::kObjectId, oid) || !decodeOid(oid, vb.oid) ||
         !parts.next(vb.type, value)) {
       return std::nullopt;
@@ -220,26 +190,19 @@ std::optional<RawReply> parseReply(const std::string& bytes) {
 }
 
 UdpClient::UdpClient(std::uint16_t port) {
-  fd_ = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  if (fd_ < 0) throw std::runtime_error(std::string("socket: ") + std::strerror(errno));
   sockaddr_in addr{};
   addr.sin_family = AF_INET;
   addr.sin_port = htons(port);
   addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  if (::connect(fd_, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) {
-    ::close(fd_);
+  if (::connect(socket_.fd(), reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) {
     throw std::runtime_error(std::string("connect: ") + std::strerror(errno));
   }
-}
-
-UdpClient::~UdpClient() {
-  ::close(fd_);
 }
 
 void UdpClient::send(const std::string& bytes) {
   // A refused earlier datagram (ICMP port unreachable) surfaces here as ECONNREFUSED: retry.
   for (int attempt = 0; attempt < 3; ++attempt) {
-    if (::send(fd_, bytes.data(), bytes.size(), 0) >= 0) {
+    if (::send(socket_.fd(), bytes.data(), bytes.size(), 0) >= 0) {
       ++sent_;
       return;
     }
@@ -249,10 +212,10 @@ void UdpClient::send(const std::string& bytes) {
 }
 
 std::optional<std::string> UdpClient::receive(Millis timeout) {
-  pollfd p{fd_, POLLIN, 0};
+  pollfd p{socket_.fd(), POLLIN, 0};
   if (::poll(&p, 1, static_cast<int>(timeout.count())) != 1) return std::nullopt;
   std::string buffer(65536, '\0');
-  const ssize_t n = ::recv(fd_, buffer.data(), buffer.size(), 0);
+  const ssize_t n = ::recv(socket_.fd(), buffer.data(), buffer.size(), 0);
   if (n < 0) return std::nullopt;
   buffer.resize(static_cast<std::size_t>(n));
   return buffer;
@@ -262,11 +225,10 @@ std::optional<RawReply> UdpClient::request(const std::string& bytes, std::int64_
                                            Millis timeout) {
   send(bytes);
   const auto deadline = std::chrono::steady_clock::now() + timeout;
-  while (true) {
+  for (;;) {
     const auto left =
         std::chrono::duration_cast<Millis>(deadline - std::chrono::steady_clock::now());
-    if (left.count() <= 0) return std::nullopt;
-    auto datagram = receive(left);
+    auto datagram = left.count() > 0 ? receive(left) : std::nullopt;
     if (!datagram) return std::nullopt;
     auto reply = parseReply(*datagram);
     if (reply && reply->requestId == requestId) return reply;
