@@ -7,6 +7,7 @@
 #include <iostream>
 #include <random>
 #include <set>
+#include <sstream>
 #include <tuple>
 
 #include "tests/integration/Daemon.h"
@@ -130,39 +131,20 @@ std::vector<std::string> malformedDatagrams() {
 // GETNEXT and GET with indices that are too long, too short, over 255 in an address or a vrId,
 // over 2^31 or 2^32-1 in ifIndex, partial addresses, and the longest OIDs there are.
 std::vector<Oid> oddIndices() {
-  const Oid state = kOperEntry + Oid{3}, asso = kAssoEntry + Oid{2};
-  const std::uint32_t max = 4294967295u;
-  std::vector<Oid> odd = {state + Oid{1, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0},
-                          state + Oid{1, 256},
-                          state + Oid{1, max},
-                          state + Oid{max},
-                          state + Oid{max, 1},
-                          state + Oid{2147483648u, 1},
-                          state + Oid{2147483647u, 255},
-                          state + Oid{0, 0},
-                          state + Oid{2},
-                          kOperEntry + Oid{0},
-                          kOperEntry + Oid{1, 1, 1},
-                          kOperEntry + Oid{15, 100100, 101},
-                          kOperEntry + Oid{16},
-                          kOperEntry + Oid{max},
-                          asso + Oid{1, 1},
-                          asso + Oid{1, 1, 192},
-                          asso + Oid{1, 1, 192, 0},
-                          asso + Oid{1, 1, 192, 0, 2},
-                          asso + Oid{1, 1, 192, 0, 2, 1, 5},
-                          asso + Oid{1, 1, 300, 300, 300, 300},
-                          asso + Oid{1, 1, max, 0, 0, 0},
-                          asso + Oid{1, 300, 1, 2, 3, 4},
-                          asso + Oid{max, 1, 1, 2, 3, 4},
-                          kAssoEntry + Oid{3},
-                          parseOid(kVrrp + ".1.1"),
-                          parseOid(kVrrp + ".1.1.0.5"),
-                          parseOid(kVrrp + ".1.5"),
-                          parseOid(".1.3.6.1.2.1.67.9"),
-                          state + Oid{1, 1},
-                          asso + Oid{1, 1, 192, 0, 2, 1}};
-  odd[odd.size() - 2].resize(128, max);  // as long as an OID may be
+  std::vector<Oid> odd;
+  std::istringstream oper(
+      "3.1.1.0.0.0.0.0.0.0.0.0.0 3.1.256 3.1.4294967295 3.4294967295 3.4294967295.1 "
+      "3.2147483648.1 3.2147483647.255 3.0.0 3.2 0 1.1.1 15.100100.101 16 4294967295");
+  for (std::string oid; oper >> oid;) odd.push_back(kOperEntry + parseOid(oid));
+  std::istringstream asso(
+      "2.1.1 2.1.1.192 2.1.1.192.0 2.1.1.192.0.2 2.1.1.192.0.2.1.5 2.1.1.300.300.300.300 "
+      "2.1.1.4294967295.0.0.0 2.1.300.1.2.3.4 2.4294967295.1.1.2.3.4 3");
+  for (std::string oid; asso >> oid;) odd.push_back(kAssoEntry + parseOid(oid));
+  for (const char* oid : {".1.1", ".1.1.0.5", ".1.5"}) odd.push_back(parseOid(kVrrp + oid));
+  odd.push_back(parseOid(".1.3.6.1.2.1.67.9"));
+  odd.push_back(kOperEntry + Oid{3, 1, 1});
+  odd.back().resize(128, 4294967295u);  // as long as an OID may be
+  odd.push_back(kAssoEntry + Oid{2, 1, 1, 192, 0, 2, 1});
   odd.back().resize(128, 1);
   return odd;
 }
@@ -217,14 +199,28 @@ TEST(HostileTrafficTest, EveryRequestGetsItsAnswerAndNothingChanges) {
     setTargets.push_back({kAssoEntry + Oid{column, 1, 1, 192, 0, 2, 1}, kNotWritable});
     setTargets.push_back({kAssoEntry + Oid{column, 1, 1, 10, 9, 9, 9}, kNotWritable});
   }
+  // Among them createAndGo (4) and destroy (6).
   const std::vector<std::string> setValues = {
       Ber::integer(1),
-      Ber::integer(4) /* createAndGo */,
-      Ber::integer(6) /* destroy */,
+      Ber::integer(4),
+      Ber::integer(6),
       Ber::integer(-1),
       Ber::octets("guess"),
       Ber::tlv(Ber::kIpAddress, std::string("\x0a\x00\x00\x01", 4)),
       Ber::tlv(Ber::kGauge, "\x01")};
+  // GETBULK with the largest repetition count there is, with one and with sixty bindings.
+  std::vector<std::string> many;
+  for (std::size_t i = 0; i < 60; ++i) many.push_back(Ber::varBind(odd[i % odd.size()]));
+  struct Bulk {
+    std::int64_t nonRepeaters, repetitions;
+    std::vector<std::string> bindings;
+  };
+  const std::vector<Bulk> bulks = {{0, kMaxInt32, {Ber::varBind(parseOid(kVrrp))}},
+                                   {0, kMaxInt32, many},
+                                   {kMaxInt32, kMaxInt32, many},
+                                   {30, kMaxInt32, many},
+                                   {-1, -1, many},
+                                   {0, 0, many}};
 
   auto barrage = [&] {
     for (const std::string& bytes : malformed) {
@@ -253,23 +249,11 @@ TEST(HostileTrafficTest, EveryRequestGetsItsAnswerAndNothingChanges) {
                       : type == Ber::kNoSuchObject || type == Ber::kNoSuchInstance)
           << "GET " << oidText(oid) << " type " << int(type);
     }
-    // GETBULK: the largest repetition count there is, with one and with sixty bindings.
-    std::vector<std::string> many;
-    for (std::size_t i = 0; i < 60; ++i) many.push_back(Ber::varBind(odd[i % odd.size()]));
-    for (const auto& bulk :
-         std::vector<std::tuple<std::int64_t, std::int64_t, std::vector<std::string>>>{
-             {0, kMaxInt32, {Ber::varBind(parseOid(kVrrp))}},
-             {0, kMaxInt32, many},
-             {kMaxInt32, kMaxInt32, many},
-             {30, kMaxInt32, many},
-             {-1, -1, many},
-             {0, 0, many}}) {
+    for (const Bulk& bulk : bulks) {
       auto reply = ask([&](std::int64_t id) {
-        return v2c(Ber::kGetBulk, id, std::get<2>(bulk), "public", std::get<0>(bulk),
-                   std::get<1>(bulk));
+        return v2c(Ber::kGetBulk, id, bulk.bindings, "public", bulk.nonRepeaters, bulk.repetitions);
       });
-      ASSERT_TRUE(reply) << "no answer to GETBULK " << std::get<0>(bulk) << "/"
-                         << std::get<1>(bulk);
+      ASSERT_TRUE(reply) << "no answer to GETBULK " << bulk.nonRepeaters << "/" << bulk.repetitions;
       EXPECT_TRUE(reply->errorStatus == 0 || reply->errorStatus == 1) << reply->errorStatus;
       for (const RawVarBind& vb : reply->varBinds) {
         EXPECT_TRUE(vb.type == Ber::kEndOfMibView || served.count(oidText(vb.oid)))
@@ -319,7 +303,8 @@ TEST(HostileTrafficTest, EveryRequestGetsItsAnswerAndNothingChanges) {
     peak = std::max(peak, residentKb(daemon.process().pid()));
   }
   EXPECT_LE(peak - warm, residentSlackKb()) << "RSS grew from " << warm << " KiB to " << peak;
-  std::cout << "[ reliab  ] " << client.sent() << " hostile datagrams; RSS after warm-up " << warm
+  std::cout << "[ reliab  ] " << client.sent() << " hostile datagrams, "
+            << malformed.size() * (kRounds + 1) << " of them malformed; RSS after warm-up " << warm
             << " KiB, highest after " << kRounds << " more rounds " << peak << " KiB\n";
 
   const std::string log = daemon.log();

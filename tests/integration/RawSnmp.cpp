@@ -96,39 +96,33 @@ std::string message(std::int64_t version, const std::string& community, const st
 
 namespace {
 
-// Definite-length TLVs; any failure means "not a reply".
-struct Reader {
-  std::string_view bytes;
-  std::size_t pos = 0;
+// Takes the next definite-length TLV off `in`; false when there is none that fits.
+bool take(std::string_view& in, std::uint8_t& tag, std::string_view& content) {
+  if (in.size() < 2) return false;
+  tag = static_cast<std::uint8_t>(in[0]);
+  std::size_t len = static_cast<std::uint8_t>(in[1]), pos = 2;
+  if (len & 0x80) {
+    const std::size_t count = len & 0x7f;
+    if (count == 0 || count > 4 || in.size() < 2 + count) return false;
+    for (len = 0; pos < 2 + count; ++pos) len = (len << 8) | static_cast<std::uint8_t>(in[pos]);
+  }
+  if (len > in.size() - pos) return false;
+  content = in.substr(pos, len);
+  in.remove_prefix(pos + len);
+  return true;
+}
 
-  bool next(std::uint8_t& tag, std::string_view& content) {
-    if (pos + 2 > bytes.size()) return false;
-    tag = static_cast<std::uint8_t>(bytes[pos++]);
-    std::size_t len = static_cast<std::uint8_t>(bytes[pos++]);
-    if (len & 0x80) {
-      const std::size_t count = len & 0x7f;
-      if (count == 0 || count > 4 || pos + count > bytes.size()) return false;
-      len = 0;
-      for (std::size_t i = 0; i < count; ++i) {
-        len = (len << 8) | static_cast<std::uint8_t>(bytes[pos++]);
-      }
-    }
-    if (len > bytes.size() - pos) return false;
-    content = bytes.substr(pos, len);
-    pos += len;
-    return true;
-  }
-  bool expect(std::uint8_t wanted, std::string_view& content) {
-    std::uint8_t tag = 0;
-    return next(tag, content) && tag == wanted;
-  }
-  bool integer(std::int64_t& value) {
-    std::string_view content;
-    if (!expect(Ber::kInteger, content) || content.empty() || content.size() > 8) return false;
-    value = RawVarBind{{}, Ber::kInteger, std::string(content)}.integer();
-    return true;
-  }
-};
+bool expect(std::string_view& in, std::uint8_t wanted, std::string_view& content) {
+  std::uint8_t tag = 0;
+  return take(in, tag, content) && tag == wanted;
+}
+
+bool takeInteger(std::string_view& in, std::int64_t& value) {
+  std::string_view content;
+  if (!expect(in, Ber::kInteger, content) || content.empty() || content.size() > 8) return false;
+  value = RawVarBind{{}, Ber::kInteger, std::string(content)}.integer();
+  return true;
+}
 
 bool decodeOid(std::string_view content, Oid& oid) {
   std::uint64_t value = 0;
@@ -136,12 +130,9 @@ bool decodeOid(std::string_view content, Oid& oid) {
     value = (value << 7) | (c & 0x7f);
     if (value > 0xffffffffull * 40) return false;
     if (c & 0x80) continue;
-    if (oid.empty()) {
-      const std::uint64_t top = value < 80 ? value / 40 : 2;
-      oid = {static_cast<std::uint32_t>(top), static_cast<std::uint32_t>(value - top * 40)};
-    } else {
-      oid.push_back(static_cast<std::uint32_t>(value));
-    }
+    const std::uint64_t top = value < 80 ? value / 40 : 2;
+    if (oid.empty()) oid.push_back(static_cast<std::uint32_t>(top));
+    oid.push_back(static_cast<std::uint32_t>(oid.size() == 1 ? value - top * 40 : value));
     value = 0;
   }
   return !content.empty() && !(content.back() & 0x80);
@@ -159,34 +150,27 @@ std::int64_t RawVarBind::integer() const {
 }
 
 std::optional<RawReply> parseReply(const std::string& bytes) {
-  std::string_view message, community, pdu, list;
+  std::string_view in = bytes, message, community, pdu, list;
   std::int64_t version = 0;
   std::uint8_t pduType = 0;
-  RawReply reply;
-  Reader outer{bytes};
-  if (!outer.expect(Ber::kSequence, message)) return std::nullopt;
-  Reader in{message};
-  if (!in.integer(version) || !in.expect(Ber::kOctets, community) || !in.next(pduType, pdu)) {
+  RawReply r;
+  if (!expect(in, Ber::kSequence, message) || !takeInteger(message, version) ||
+      !expect(message, Ber::kOctets, community) || !take(message, pduType, pdu) ||
+      !takeInteger(pdu, r.requestId) || !takeInteger(pdu, r.errorStatus) ||
+      !takeInteger(pdu, r.errorIndex) || !expect(pdu, Ber::kSequence, list)) {
     return std::nullopt;
   }
-  Reader fields{pdu};
-  if (!fields.integer(reply.requestId) || !fields.integer(reply.errorStatus) ||
-      !fields.integer(reply.errorIndex) || !fields.expect(Ber::kSequence, list)) {
-    return std::nullopt;
-  }
-  for (Reader bindings{list}; bindings.pos < list.size();) {
+  while (!list.empty()) {
     std::string_view binding, oid, value;
     RawVarBind vb;
-    if (!bindings.expect(Ber::kSequence, binding)) return std::nullopt;
-    Reader parts{binding};
-    if (!parts.expect(Ber::kObjectId, oid) || !decodeOid(oid, vb.oid) ||
-        !parts.next(vb.type, value)) {
+    if (!expect(list, Ber::kSequence, binding) || !expect(binding, Ber::kObjectId, oid) ||
+        !decodeOid(oid, vb.oid) || !take(binding, vb.type, value)) {
       return std::nullopt;
     }
     vb.value = std::string(value);
-    reply.varBinds.push_back(std::move(vb));
+    r.varBinds.push_back(std::move(vb));
   }
-  return reply;
+  return r;
 }
 
 UdpClient::UdpClient(std::uint16_t port) {

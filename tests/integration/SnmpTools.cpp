@@ -136,14 +136,15 @@ void StockSnmpd::start() {
                                  "-smux,mteTrigger,mteTriggerConf", "udp:" + address()},
         dir_.path(), "snmpd-" + std::to_string(attempt), env);
     const std::vector<std::string> probe = {"-v2c", "-cpublic", "-t1", "-r0"};
+    bool up = false;
     waitUntil(
         [&] {
-          return !process_->running() ||
-                 snmp("snmpget", address(), {kSysDescr}, probe).out.find("STRING") !=
-                     std::string::npos;
+          up = snmp("snmpget", address(), {kSysDescr}, probe).out.find("STRING") !=
+               std::string::npos;
+          return up || !process_->running();
         },
         Millis(60'000), Millis(50));
-    if (process_->running()) return;
+    if (up && process_->running()) return;
     // Someone may have bound the port between our probe and snmpd's bind.
     if (attempt == 3) throw std::runtime_error("snmpd did not start:\n" + process_->describe());
   }
@@ -170,10 +171,9 @@ SnmpTrapReceiver::SnmpTrapReceiver() {
                                  "udp:" + address()},
         dir_.path(), "snmptrapd", env);
     // It logs its version once its socket is open.
-    waitUntil(
-        [&] { return !process_->running() || log().find("NET-SNMP version") != std::string::npos; },
-        Millis(30'000));
-    if (process_->running()) return;
+    auto up = [&] { return log().find("NET-SNMP version") != std::string::npos; };
+    waitUntil([&] { return up() || !process_->running(); }, Millis(30'000));
+    if (up() && process_->running()) return;
     if (attempt == 3) throw std::runtime_error("snmptrapd did not start:\n" + process_->describe());
   }
 }
