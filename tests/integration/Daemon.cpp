@@ -155,25 +155,12 @@ std::vector<VarBind> masked(std::vector<VarBind> vbs) {
   return vbs;
 }
 
-std::vector<unsigned long> oidParts(const std::string& oid) {
-  std::vector<unsigned long> parts;
-  std::istringstream in(oid.substr(oid.rfind('.', 0) == 0 ? 1 : 0));
-  for (std::string part; std::getline(in, part, '.');) {
-    if (part.empty() || part.find_first_not_of("0123456789") != std::string::npos) return {};
-    parts.push_back(std::stoul(part));
-  }
-  return parts;
-}
-
 std::string orderProblem(const std::vector<VarBind>& vbs, const std::string& root) {
   for (std::size_t i = 0; i < vbs.size(); ++i) {
-    std::ostringstream problem;
-    if (vbs[i].oid.rfind(root + ".", 0) != 0 || oidParts(vbs[i].oid).empty()) {
-      problem << "binding " << i << " outside " << root << ": " << vbs[i];
-    } else if (i > 0 && !(oidParts(vbs[i - 1].oid) < oidParts(vbs[i].oid))) {
-      problem << "binding " << i << " not after " << vbs[i - 1].oid << ": " << vbs[i];
+    if (vbs[i].oid.rfind(root + ".", 0) != 0) return "outside " + root + ": " + vbs[i].oid;
+    if (i > 0 && !(parseOid(vbs[i - 1].oid) < parseOid(vbs[i].oid))) {
+      return vbs[i].oid + " not after " + vbs[i - 1].oid;
     }
-    if (!problem.str().empty()) return problem.str();
   }
   return "";
 }

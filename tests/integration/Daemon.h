@@ -99,7 +99,6 @@ long residentSlackKb();
 
 // Up times are computed when read: two walks agree on everything else.
 std::vector<VarBind> masked(std::vector<VarBind> vbs);
-std::vector<unsigned long> oidParts(const std::string& oid);  // empty when it does not parse
 // Empty when every OID lies below root and follows the one before; else what is wrong.
 std::string orderProblem(const std::vector<VarBind>& vbs, const std::string& root);
 

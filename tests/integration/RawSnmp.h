@@ -6,14 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "tests/integration/Process.h"
+#include "tests/integration/SnmpTools.h"
 
 namespace Harness {
-
-using Oid = std::vector<std::uint32_t>;
-Oid parseOid(const std::string& text);  // ".1.3.6.1" -> {1, 3, 6, 1}
-std::string oidText(const Oid& oid);    // ".1.3.6.1"
-Oid operator+(Oid oid, const Oid& tail);
 
 namespace Ber {
 

@@ -37,6 +37,24 @@ VarBind parseOne(const std::string& oid, const std::string& text) {
 
 }  // namespace
 
+Oid parseOid(const std::string& text) {
+  Oid oid;
+  std::istringstream in(text.substr(text.rfind('.', 0) == 0 ? 1 : 0));
+  for (std::string part; std::getline(in, part, '.');) oid.push_back(std::stoul(part));
+  return oid;
+}
+
+std::string oidText(const Oid& oid) {
+  std::string text;
+  for (std::uint32_t part : oid) text += "." + std::to_string(part);
+  return text;
+}
+
+Oid operator+(Oid oid, const Oid& tail) {
+  oid.insert(oid.end(), tail.begin(), tail.end());
+  return oid;
+}
+
 std::string VarBind::octets() const {
   if (type != "Hex-STRING") return value;
   std::istringstream in(value);

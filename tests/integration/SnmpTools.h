@@ -3,6 +3,7 @@
 // (their -On output parsed), snmptrapd as notification sink, Debian's snmpd as master agent.
 // None of them reads a MIB or the machine's configuration: MIBS= MIBDIRS=/nonexistent, and
 // SNMPCONFPATH and SNMP_PERSISTENT_DIR in private folders.
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -13,6 +14,11 @@
 #include "tests/integration/Process.h"
 
 namespace Harness {
+
+using Oid = std::vector<std::uint32_t>;
+Oid parseOid(const std::string& text);  // ".1.3.6.1" -> {1, 3, 6, 1}
+std::string oidText(const Oid& oid);    // ".1.3.6.1"
+Oid operator+(Oid oid, const Oid& tail);
 
 struct VarBind {
   std::string oid;    // ".1.3.6.1.2.1.1.1.0"
