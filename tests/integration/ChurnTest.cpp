@@ -195,7 +195,7 @@ TEST(ChurnTest, BulkWalksStayWellFormedWhileTheDocumentChurns) {
   ASSERT_GE(warmKb, 0) << "fewer than three cycles of documents in " << seconds << " s";
   EXPECT_LE(highestKb - warmKb, residentSlackKb())
       << "RSS grew from " << warmKb << " KiB after warm-up to " << highestKb << " KiB";
-  std::cout << "[ reliab  ] churn " << seconds << " s: " << walks << " walks, " << i - 1
+  std::cout << "[ reliab  ] churn " << seconds << " s: " << walks << " walks, " << kCycle + i - 1
             << " documents written, " << applied.count() << " applied, " << rejected.count()
             << " torn writes rejected; RSS after warm-up " << warmKb << " KiB, at end " << lastKb
             << " KiB, highest " << highestKb << " KiB\n";
