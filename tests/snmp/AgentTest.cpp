@@ -2,7 +2,6 @@
 // helpers, GETBULK expansion and SET phases, as a manager reaches them.
 #include <gtest/gtest.h>
 
-#include <iostream>
 #include <vector>
 
 #include "FhrpSnmp/VrrpMib.h"
@@ -89,44 +88,30 @@ class AgentTest : public ::testing::Test {
 };
 
 TEST_F(AgentTest, ScalarsAnswerTheirConstants) {
-  Response r = agent.get({kNotificationCntl, kNodeVersion});
-  ASSERT_EQ(r.errorStatus, SNMP_ERR_NOERROR);
-  ASSERT_EQ(r.varBinds.size(), 2u);
+  Response r = agent.get({kNotificationCntl, kNodeVersion, {1, 3, 6, 1, 2, 1, 68, 1, 1, 1}});
+  ASSERT_EQ(r.varBinds.size(), 3u);
   EXPECT_EQ(r.varBinds[0].type, ASN_INTEGER);
   EXPECT_EQ(r.varBinds[0].integer, 1);
-  EXPECT_EQ(r.varBinds[1].type, ASN_INTEGER);
   EXPECT_EQ(r.varBinds[1].integer, 2);
-
-  Response next = agent.getNext({kVrrpMib});
-  ASSERT_EQ(next.varBinds.size(), 1u);
-  EXPECT_EQ(next.varBinds[0].name, kNodeVersion);
-  EXPECT_EQ(agent.get({{1, 3, 6, 1, 2, 1, 68, 1, 1, 1}}).varBinds[0].type, SNMP_NOSUCHINSTANCE);
+  EXPECT_EQ(r.varBinds[2].type, SNMP_NOSUCHINSTANCE);
+  EXPECT_EQ(agent.getNext({kVrrpMib}).varBinds.at(0).name, kNodeVersion);
 }
 
 TEST_F(AgentTest, EverySetIsRefusedAsNotWritable) {
   addOperRows({{1, 1}});
   mib.assoIpAddrTableIs(VrrpIpIndex(1, 1, IpAddr(10, 0, 0, 1)));
-  Kiv::TraceCapture trace("Snmp");
   for (const Oid& name : {kNodeVersion, kNotificationCntl, oper(5, 1, 1), oper(3, 1, 1),
                           oper(15, 1, 1), oper(5, 9, 9), asso(2, 1, 1, IpAddr(10, 0, 0, 1))}) {
     Response r = agent.set(name, ASN_INTEGER, 1);
     EXPECT_EQ(r.errorStatus, SNMP_ERR_NOTWRITABLE) << FhrpTest::toString(name);
     EXPECT_EQ(r.errorIndex, 1);
   }
-  EXPECT_TRUE(trace.contains(
-      "handle_vrrpNotificationCntl - SET is not configured for vrrpNotificationCntl"));
-  EXPECT_TRUE(
-      trace.contains("vrrpOperTable_handler: SET is not configured for column "
-                     "vrrpOperPriority"));
-  EXPECT_TRUE(trace.contains("vrrpOperTable invalid column 3"));
-  EXPECT_TRUE(trace.contains(
-      "vrrpAssoIpAddrTable_handler: SET is not configured for column vrrpAssoIpAddrRowStatus"));
   EXPECT_EQ(mib.operTable(VrrpIndex(9, 9)), nullptr);
 
   // A PDU with several varbinds fails as a whole.
-  FhrpTest::VarBind priority{oper(5, 1, 1), ASN_INTEGER, 200, {}, {}, 0};
-  FhrpTest::VarBind preempt{oper(12, 1, 1), ASN_INTEGER, 2, {}, {}, 0};
-  EXPECT_EQ(agent.set({priority, preempt}).errorStatus, SNMP_ERR_NOTWRITABLE);
+  EXPECT_EQ(agent.set({{oper(5, 1, 1), ASN_INTEGER, 200, {}}, {oper(12, 1, 1), ASN_INTEGER, 2, {}}})
+                .errorStatus,
+            SNMP_ERR_NOTWRITABLE);
 }
 
 TEST_F(AgentTest, OperColumnsAreEncodedAsTheMibSays) {
@@ -182,16 +167,11 @@ TEST_F(AgentTest, InvalidColumnsAndMissingRows) {
   Response r = agent.get({oper(1, 1, 1), oper(16, 1, 1), oper(5, 1, 2), oper(0, 1, 1),
                           asso(1, 1, 1, IpAddr(10, 0, 0, 1)), asso(3, 1, 1, IpAddr(10, 0, 0, 1)),
                           asso(2, 1, 1, IpAddr(10, 0, 0, 2)), asso(2, 1, 1, IpAddr(10, 0, 0, 1))});
-  ASSERT_EQ(r.errorStatus, SNMP_ERR_NOERROR);
-  ASSERT_EQ(r.varBinds.size(), 8u);
-  EXPECT_EQ(r.varBinds[0].type, SNMP_NOSUCHOBJECT);
-  EXPECT_EQ(r.varBinds[1].type, SNMP_NOSUCHOBJECT);
-  EXPECT_EQ(r.varBinds[2].type, SNMP_NOSUCHINSTANCE);
-  EXPECT_EQ(r.varBinds[3].type, SNMP_NOSUCHOBJECT);
-  EXPECT_EQ(r.varBinds[4].type, SNMP_NOSUCHOBJECT);
-  EXPECT_EQ(r.varBinds[5].type, SNMP_NOSUCHOBJECT);
-  EXPECT_EQ(r.varBinds[6].type, SNMP_NOSUCHINSTANCE);
-  EXPECT_EQ(r.varBinds[7].type, ASN_INTEGER);
+  std::vector<int> types;
+  for (const auto& vb : r.varBinds) types.push_back(vb.type);
+  const int object = SNMP_NOSUCHOBJECT, instance = SNMP_NOSUCHINSTANCE;
+  EXPECT_EQ(types, (std::vector<int>{object, object, instance, object, object, object, instance,
+                                     ASN_INTEGER}));
   EXPECT_EQ(r.varBinds[7].integer, 1);
 }
 
@@ -322,15 +302,7 @@ size_t getNextCallsForAWalkOf(FhrpSnmp::VrrpMib& mib, int rows) {
 }
 
 TEST_F(AgentTest, AFullWalkStepsEachRowAboutOncePerColumn) {
-  const size_t small = getNextCallsForAWalkOf(mib, 16);
-  mib.operTableDelAll();
-  const size_t large = getNextCallsForAWalkOf(mib, 1024);
-  std::cout << "get_next_data_point calls for a GETNEXT walk of vrrpOperTable (" << kOperColumns
-            << " columns): 16 rows: " << small << ", 1024 rows: " << large << std::endl;
-  RecordProperty("getNextCalls16", static_cast<int>(small));
-  RecordProperty("getNextCalls1024", static_cast<int>(large));
-  EXPECT_LE(small, kOperColumns * (16 + 1));
-  EXPECT_LE(large, kOperColumns * (1024 + 1));
+  EXPECT_LE(getNextCallsForAWalkOf(mib, 1024), kOperColumns * (1024 + 1));
 }
 
 }  // namespace

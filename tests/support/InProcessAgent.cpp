@@ -35,15 +35,7 @@ VarBind toVarBind(const netsnmp_variable_list* v) {
       break;
     case ASN_OCTET_STR:
     case ASN_IPADDRESS:
-    case ASN_OPAQUE:
-    case ASN_BIT_STR:
       vb.octets.assign(v->val.string, v->val.string + v->val_len);
-      break;
-    case ASN_OBJECT_ID:
-      vb.objid.assign(v->val.objid, v->val.objid + v->val_len / sizeof(oid));
-      break;
-    case ASN_COUNTER64:
-      vb.counter64 = (std::uint64_t{v->val.counter64->high} << 32) | v->val.counter64->low;
       break;
     default:
       break;
@@ -67,23 +59,6 @@ std::string toString(const Oid& name) {
     text += std::to_string(sub);
   }
   return text;
-}
-
-std::ostream& operator<<(std::ostream& os, const VarBind& vb) {
-  os << toString(vb.name) << " type 0x" << std::hex << int(vb.type) << std::dec;
-  switch (vb.type) {
-    case ASN_OCTET_STR:
-      return os << " \"" << vb.text() << '"';
-    case ASN_OBJECT_ID:
-      return os << ' ' << toString(vb.objid);
-    case ASN_NULL:
-    case SNMP_NOSUCHOBJECT:
-    case SNMP_NOSUCHINSTANCE:
-    case SNMP_ENDOFMIBVIEW:
-      return os;
-    default:
-      return os << ' ' << vb.integer;
-  }
 }
 
 InProcessAgent& InProcessAgent::instance() {
@@ -151,20 +126,7 @@ Response InProcessAgent::bulkWalk(const Oid& root, long maxRepetitions,
 }
 
 Response InProcessAgent::set(const Oid& name, u_char type, long value, const std::string& context) {
-  VarBind vb;
-  vb.name = name;
-  vb.type = type;
-  vb.integer = value;
-  return set(std::vector<VarBind>{vb}, context);
-}
-
-Response InProcessAgent::set(const Oid& name, u_char type, std::string_view octets,
-                             const std::string& context) {
-  VarBind vb;
-  vb.name = name;
-  vb.type = type;
-  vb.octets.assign(octets.begin(), octets.end());
-  return set(std::vector<VarBind>{vb}, context);
+  return set(std::vector<VarBind>{{name, type, value, {}}}, context);
 }
 
 Response InProcessAgent::set(const std::vector<VarBind>& varBinds, const std::string& context) {
@@ -177,10 +139,6 @@ Response InProcessAgent::set(const std::vector<VarBind>& varBinds, const std::st
       case ASN_TIMETICKS:
         snmp_pdu_add_variable(pdu, vb.name.data(), vb.name.size(), vb.type, &vb.integer,
                               sizeof vb.integer);
-        break;
-      case ASN_OBJECT_ID:
-        snmp_pdu_add_variable(pdu, vb.name.data(), vb.name.size(), vb.type, vb.objid.data(),
-                              vb.objid.size() * sizeof(oid));
         break;
       default:
         snmp_pdu_add_variable(pdu, vb.name.data(), vb.name.size(), vb.type, vb.octets.data(),
