@@ -7,21 +7,6 @@
 
 namespace {
 
-TEST(PtrTest, LastReferenceDestroys) {
-  struct Obj : Kiv::PtrInterface {
-    explicit Obj(bool* gone) : gone(gone) {}
-    ~Obj() override { *gone = true; }
-    bool* gone;
-  };
-  bool gone = false;
-  Kiv::Ptr<Obj> a = Kiv::make<Obj>(&gone);
-  Kiv::Ptr<const Obj> b = a;
-  a = nullptr;
-  EXPECT_FALSE(gone);
-  b = nullptr;
-  EXPECT_TRUE(gone);
-}
-
 TEST(TraceTest, SpecEnablesLevelsPerHandleAndRejectsMalformedSpecs) {
   auto& snmp = Kiv::traceHandle("TestSnmp");
   auto& entry = Kiv::traceHandle("TestEntry");

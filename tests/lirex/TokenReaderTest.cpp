@@ -10,25 +10,6 @@ namespace {
 
 using ::testing::ThrowsMessage;
 
-TEST(TokenReaderTest, ReadsAValueForm) {
-  const String8 text = "Value('Pair', **{'left': -7, 'right': 'it\\'s \\\\ok'}) ";
-  auto pos = text.cbegin();
-  TokenReader r(pos, text.cend());
-  r.expect("Value(");
-  EXPECT_EQ(r.readQuoted(), "Pair");
-  r.expect(", ** { ");  // inner and trailing blanks are optional white space
-  EXPECT_EQ(r.readQuoted(), "left");
-  r.expect(":");
-  EXPECT_EQ(r.readS32(), -7);
-  EXPECT_TRUE(r.accept(","));
-  EXPECT_FALSE(r.accept(","));
-  EXPECT_EQ(r.readQuoted(), "right");
-  r.expect(":");
-  EXPECT_EQ(r.readQuoted(), "it's \\ok");
-  r.expect("} ) ");
-  EXPECT_TRUE(r.atEnd());
-}
-
 TEST(TokenReaderTest, ExpectNamesLiteralAndColumn) {
   const String8 text = "Value('X' )";
   auto pos = text.cbegin() + 6;

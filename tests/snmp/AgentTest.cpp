@@ -198,19 +198,18 @@ TEST_F(AgentTest, VarbindsInAnyOrderAreEachAnsweredForTheirOwnRow) {
                                                        {none, 0},
                                                        {ASN_INTEGER, 712}}));
 
-  // Descending, between rows, before the first, past the last of a column and of the table.
-  Response next = agent.getNext({oper(5, 7, 12),
-                                 oper(5, 2, 3),
-                                 oper(5, 1, 7),
-                                 oper(5, 1, 5),
-                                 oper(5, 0, 9),
-                                 {1, 3, 6, 1, 2, 1, 68, 1, 3, 1, 5},
-                                 oper(15, 7, 12),
-                                 oper(5, 9, 0)});
+  // Descending, between rows, before the first, past the last of a column and of the table,
+  // and indexes out of their types' range.
+  const Oid column5 = {1, 3, 6, 1, 2, 1, 68, 1, 3, 1, 5};
+  Response next = agent.getNext({oper(5, 7, 12), oper(5, 2, 3), oper(5, 1, 7), oper(5, 1, 5),
+                                 oper(5, 0, 9), column5, oper(15, 7, 12), oper(5, 9, 0),
+                                 {1, 3, 6, 1, 2, 1, 68, 1, 3, 1, 5, 2147483648u, 5},
+                                 {1, 3, 6, 1, 2, 1, 68, 1, 3, 1, 5, 1, 4294967296u}});
   EXPECT_EQ(next.errorStatus, SNMP_ERR_NOERROR);
   EXPECT_EQ(names(next),
             (std::vector<Oid>{oper(6, 1, 1), oper(5, 7, 12), oper(5, 2, 3), oper(5, 2, 3),
-                              oper(5, 1, 1), oper(5, 1, 1), asso(2, 1, 1, addr), oper(6, 1, 1)}));
+                              oper(5, 1, 1), oper(5, 1, 1), asso(2, 1, 1, addr), oper(6, 1, 1),
+                              oper(6, 1, 1), oper(5, 2, 3)}));
   EXPECT_EQ(next.varBinds[1].integer, 712);
   EXPECT_EQ(next.varBinds[3].integer, 203);
 }
@@ -226,7 +225,7 @@ TEST_F(AgentTest, WalksCrossColumnsInIndexOrderAndStopAtTheTablesEnd) {
   EXPECT_EQ(walked.errorStatus, SNMP_ERR_NOERROR);
   EXPECT_EQ(names(walked), expected);
   for (long maxRepetitions : {1L, 3L, 10L, 100L}) {
-    EXPECT_EQ(names(agent.bulkWalk(kOperTable, maxRepetitions)), expected) << maxRepetitions;
+    EXPECT_EQ(names(agent.walk(kOperTable, maxRepetitions)), expected) << maxRepetitions;
   }
 
   // GETBULK with a non-repeater: the scalar once, the table's rows repeated across columns.
@@ -253,7 +252,7 @@ TEST_F(AgentTest, AssociatedAddressesWalkInAddressOrderWithinTheirRouter) {
     EXPECT_EQ(vb.type, ASN_INTEGER);
     EXPECT_EQ(vb.integer, 1);
   }
-  EXPECT_EQ(names(agent.bulkWalk(kAssoTable, 2)), expected);
+  EXPECT_EQ(names(agent.walk(kAssoTable, 2)), expected);
 
   // A partial index (ifIndex.vrId) and a short address still find the next row.
   Response next = agent.getNext({{1, 3, 6, 1, 2, 1, 68, 1, 4, 1, 2, 1, 5},

@@ -1,21 +1,16 @@
 // The table-iterator hooks called the way net-snmp's iterator calls them, without its
-// request processing: where get-first starts for each kind of hint, and what the loop and
-// data contexts keep alive.
+// request processing.
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <string>
 #include <vector>
 
 #include "FhrpSnmp/VrrpMib.h"
-#include "kiv/Trace.h"
 #include "snmp/VrrpMIBInternal.h"
 
 namespace {
 
 using FhrpSnmp::VrrpIndex;
-using FhrpSnmp::VrrpIpIndex;
-using Lirex::IpAddr;
 
 // A variable list such as the table layer builds: a hint's parsed index bindings, or the
 // unset bindings the iterator hands the hooks to fill.
@@ -53,18 +48,6 @@ std::string suffix(netsnmp_variable_list* indexes) {
   return text;
 }
 
-struct TableHooks {
-  decltype(&vrrpOperTable_get_first_data_point) first;
-  decltype(&vrrpOperTable_free_loop_context_at_end) freeLoop;
-  std::vector<u_char> indexTypes;
-};
-const TableHooks kOper{vrrpOperTable_get_first_data_point,
-                       vrrpOperTable_free_loop_context_at_end,
-                       {ASN_INTEGER, ASN_INTEGER}};
-const TableHooks kAsso{vrrpAssoIpAddrTable_get_first_data_point,
-                       vrrpAssoIpAddrTable_free_loop_context_at_end,
-                       {ASN_INTEGER, ASN_INTEGER, ASN_IPADDRESS}};
-
 class HooksTest : public ::testing::Test {
  protected:
   HooksTest() {
@@ -72,86 +55,13 @@ class HooksTest : public ::testing::Test {
     for (auto [ifIndex, vrId] : {std::pair{1, 1u}, {1, 5u}, {2, 3u}, {7, 12u}}) {
       mib->operTableIs(VrrpIndex(ifIndex, vrId), nullptr, nullptr);
     }
-    mib->assoIpAddrTableIs(VrrpIpIndex(1, 5, IpAddr(10, 0, 0, 2)));
-    mib->assoIpAddrTableIs(VrrpIpIndex(1, 5, IpAddr(10, 0, 0, 1)));
-    mib->assoIpAddrTableIs(VrrpIpIndex(2, 1, IpAddr(192, 0, 2, 1)));
   }
-
-  // get-first with a hint of `count` over `bindings` (no hint when null): the row it starts
-  // at. Its loop context is freed again, as at the end of a pass.
-  std::string first(const TableHooks& table, const VarList* bindings, unsigned count) {
-    netsnmp_table_request_info hint{};
-    hint.number_indexes = count;
-    hint.indexes = bindings ? bindings->vars : nullptr;
-    VarList indexes;
-    for (u_char t : table.indexTypes) indexes.add(t, {});
-    void* slot = bindings ? &hint : nullptr;
-    void* data = nullptr;
-    std::string start = suffix(table.first(&slot, &data, indexes.vars, &info));
-    EXPECT_TRUE(slot && slot != &hint) << "the slot must hold the hook's own loop context";
-    table.freeLoop(slot, &info);
-    return start;
-  }
-
   Kiv::Ptr<FhrpSnmp::VrrpMib> mib = FhrpSnmp::vrrpMibFactory("vrrpMIB");
   netsnmp_iterator_info info{};
-  Kiv::TraceCapture trace{"Snmp", 1u << 2};
 };
 
-// Only a hint that names an existing row with every index is used; anything else, even one
-// just before a row, starts at the first row and leaves the answer to the iterator.
-TEST_F(HooksTest, GetFirstStartsAtTheHintedRowOrTheFirst) {
-  const std::vector<u_char> ip2{10, 0, 0, 2};
-  struct Case {
-    const TableHooks* table;
-    std::function<void(VarList&)> hint;  // null: no hint at all
-    unsigned count;
-    std::string start;
-  };
-  const Case cases[] = {
-      {&kOper, nullptr, 0, "1.1"},
-      {&kOper, [](VarList& h) { h.integer(2).integer(3); }, 2, "2.3"},
-      {&kOper, [](VarList& h) { h.integer(2).integer(4); }, 2, "1.1"},
-      {&kOper, [](VarList& h) { h.integer(9).integer(9); }, 2, "1.1"},
-      {&kOper, [](VarList& h) { h.integer(2).integer(3); }, 1, "1.1"},
-      {&kOper, [](VarList& h) { h.integer(2).integer(3); }, 3, "1.1"},
-      {&kOper, [](VarList& h) { h.add(ASN_OCTET_STR, {'x'}).integer(3); }, 2, "1.1"},
-      {&kOper, [](VarList& h) { h.integer(2).add(ASN_IPADDRESS, {1, 2, 3, 4}); }, 2, "1.1"},
-      {&kOper, [](VarList& h) { h.integer(2147483648L).integer(5); }, 2, "1.1"},
-      {&kOper, [](VarList& h) { h.integer(1); }, 2, "1.1"},
-      {&kOper, [](VarList&) {}, 2, "1.1"},
-      {&kAsso, [&](VarList& h) { h.integer(1).integer(5).add(ASN_IPADDRESS, ip2); }, 3,
-       "1.5.10.0.0.2"},
-      {&kAsso, [](VarList& h) { h.integer(2).integer(1); }, 2, "1.5.10.0.0.1"},
-      {&kAsso, [](VarList& h) { h.integer(1).integer(5).add(ASN_IPADDRESS, {10, 0, 0, 3}); }, 3,
-       "1.5.10.0.0.1"},
-      {&kAsso, [&](VarList& h) { h.integer(1).integer(5).add(ASN_OCTET_STR, ip2); }, 3,
-       "1.5.10.0.0.1"},
-      {&kAsso, [&](VarList& h) { h.integer(1).integer(-2147483649L).add(ASN_IPADDRESS, ip2); }, 3,
-       "1.5.10.0.0.1"},
-      {&kAsso, [](VarList& h) { h.integer(1).integer(5).add(ASN_IPADDRESS, {10, 0, 0, 2, 9}); },
-       3, "1.5.10.0.0.1"},
-  };
-  for (size_t i = 0; i < std::size(cases); ++i) {
-    const Case& c = cases[i];
-    VarList hint;
-    if (c.hint) c.hint(hint);
-    trace.clear();
-    EXPECT_EQ(first(*c.table, c.hint ? &hint : nullptr, c.count), c.start) << "case " << i;
-    const bool matched = c.start != (c.table == &kOper ? "1.1" : "1.5.10.0.0.1");
-    EXPECT_EQ(trace.count("hintMatched=1"), matched ? 1u : 0u) << "case " << i;
-  }
-
-  FhrpSnmp::VrrpMib empty("empty");
-  info.myvoid = &empty;
-  VarList hint;
-  hint.integer(1).integer(1);
-  EXPECT_EQ(first(kOper, &hint, 2), "end");
-  EXPECT_EQ(first(kAsso, nullptr, 0), "end");
-  vrrpOperTable_free_loop_context_at_end(nullptr, &info);
-  vrrpOperTable_free_data_context(nullptr, &info);
-}
-
+// Where get-first starts for each kind of hint is seen through the agent (AgentTest); here,
+// what a request's contexts keep alive while the mirroring half changes the table under them.
 TEST_F(HooksTest, ContextsKeepTheirRowAndTableAcrossDeletion) {
   VarList hint, indexes;
   hint.integer(1).integer(5);
@@ -182,6 +92,7 @@ TEST_F(HooksTest, ContextsKeepTheirRowAndTableAcrossDeletion) {
   EXPECT_EQ(vrrpOperTable_get_next_data_point(&loop, &data, indexes.vars, &info), nullptr);
   EXPECT_EQ(vrrpOperTable_get_next_data_point(&loop, &data, indexes.vars, &info), nullptr);
   vrrpOperTable_free_loop_context_at_end(loop, &info);
+  vrrpOperTable_free_loop_context_at_end(nullptr, &info);
   vrrpOperTable_free_data_context(dataContext, &info);
   EXPECT_EQ(row->references(), 1);
 }

@@ -49,19 +49,19 @@ class InProcessAgent {
   // Initialises net-snmp's agent in this process on first use.
   static InProcessAgent& instance();
 
-  Response get(const std::vector<Oid>& names, const std::string& context = {});
-  Response getNext(const std::vector<Oid>& names, const std::string& context = {});
-  Response getBulk(const std::vector<Oid>& names, long nonRepeaters, long maxRepetitions,
-                   const std::string& context = {});
+  Response get(const std::vector<Oid>& names);
+  Response getNext(const std::vector<Oid>& names);
+  Response getBulk(const std::vector<Oid>& names, long nonRepeaters, long maxRepetitions);
 
-  // The varbinds under root, by GETNEXT (walk) or GETBULK (bulkWalk) requests, as a
-  // manager's walk collects them: up to the first name outside root or endOfMibView.
-  // A request that fails ends the walk with its error status and index.
-  Response walk(const Oid& root, const std::string& context = {});
-  Response bulkWalk(const Oid& root, long maxRepetitions, const std::string& context = {});
+  // The varbinds under root, by GETNEXT requests (or GETBULK ones when maxRepetitions is
+  // given), as a manager's walk collects them: up to the first name outside root or
+  // endOfMibView. A request that fails ends the walk with its error status and index.
+  Response walk(const Oid& root, long maxRepetitions = 0);
 
-  Response set(const Oid& name, u_char type, long value, const std::string& context = {});
-  Response set(const std::vector<VarBind>& varBinds, const std::string& context = {});
+  // Integer-like values only: nothing in the module is writable, so a SET only needs to
+  // reach it.
+  Response set(const Oid& name, u_char type, long value);
+  Response set(const std::vector<VarBind>& varBinds);
 
   // One non-blocking pass of the agent's event loop (agent_check_and_process(0)): runs
   // due alarms.
@@ -74,9 +74,8 @@ class InProcessAgent {
   InProcessAgent& operator=(const InProcessAgent&) = delete;
 
   Response request(int command, const std::vector<Oid>& names, long nonRepeaters,
-                   long maxRepetitions, const std::string& context);
-  Response exchange(netsnmp_pdu* pdu, const std::string& context);
-  Response walkWith(const Oid& root, long maxRepetitions, const std::string& context);
+                   long maxRepetitions);
+  Response exchange(netsnmp_pdu* pdu);
 
   std::string directory_;
   netsnmp_session* session_ = nullptr;
