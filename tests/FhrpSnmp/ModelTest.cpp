@@ -17,29 +17,17 @@ TEST(VrrpIndexTest, OrdersFieldByFieldWithDeclaredSignedness) {
   EXPECT_LT(VrrpIpIndex(1, 9, IpAddr(255, 0, 0, 0)), VrrpIpIndex(2, 0, IpAddr(0, 0, 0, 1)));
 }
 
-// The round trip of every text is the fuzz target's business; these are the forms and errors.
+// Keys show in traces in this form; its parser's round trip is the fuzz target's business.
 TEST(VrrpIndexTest, TextForm) {
   EXPECT_EQ(FhrpSnmp::valueToStrep(VrrpIndex(-2147483647 - 1, 4294967295u)),
             "Value('FhrpSnmp::VrrpIndex', ** {'ifIndex': -2147483648, 'vrId': 4294967295})");
   // Attributes in any order, missing ones default, the last of a repeated one wins.
-  EXPECT_EQ(FhrpSnmp::strepToValue<VrrpIpIndex>(
-                " Value ( 'FhrpSnmp::VrrpIpIndex' , ** { 'vrId' : 3 , 'ifIndex': 7, 'vrId': 2 } ) "),
-            VrrpIpIndex(7, 2, IpAddr()));
-  const std::pair<std::string, std::string> errors[] = {
-      {"Value('FhrpSnmp::VrrpIndex', ** {'ifIndex': 1", "premature end of value type VrrpIndex"},
-      {"Value('FhrpSnmp::VrrpIndex', ** {'IfIndex': 1})",
-       "VrrpIndex has no such attribute: IfIndex"},
-      {"Value('FhrpSnmp::VrrpIndex', ** {'vrId': 1}) x",
-       "junk at column 45 deserializing Value('FhrpSnmp::VrrpIndex', ** {'vrId': 1}) x"},
-  };
-  for (const auto& [text, message] : errors) {
-    try {
-      FhrpSnmp::strepToValue<VrrpIndex>(text);
-      ADD_FAILURE() << text;
-    } catch (const Kiv::RangeException& e) {
-      EXPECT_EQ(e.message(), message);
-    }
-  }
+  EXPECT_EQ(
+      FhrpSnmp::strepToValue<VrrpIpIndex>(
+          " Value ( 'FhrpSnmp::VrrpIpIndex' , ** { 'vrId' : 3 , 'ifIndex': 7, 'vrId': 2 } ) "),
+      VrrpIpIndex(7, 2, IpAddr()));
+  EXPECT_THROW(FhrpSnmp::strepToValue<VrrpIndex>("Value('FhrpSnmp::VrrpIndex', ** {'IfIndex': 1})"),
+               Kiv::RangeException);
 }
 
 // Records the keys observers are told about, in order.

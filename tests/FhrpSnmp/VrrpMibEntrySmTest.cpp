@@ -9,14 +9,6 @@ using FhrpSnmp::VrrpMibEntrySmId;
 
 const IpAddr kOwn(192, 0, 2, 2), kOther(192, 0, 2, 3), kVip(192, 0, 2, 1), kVip2(192, 0, 2, 9);
 
-// Interface first: all machines of one interface sit together.
-TEST(VrrpMibEntrySmIdTest, TextFormAndOrder) {
-  EXPECT_EQ(FhrpSnmp::valueToStrep(VrrpMibEntrySmId(IntfId("Ethernet1"), 5)),
-            "Value('FhrpSnmp::VrrpMibEntrySmId', ** {'intfId': 'Ethernet1', 'vrId': 5})");
-  EXPECT_LT(VrrpMibEntrySmId(IntfId("Ethernet1"), 200), VrrpMibEntrySmId(IntfId("Ethernet2"), 1));
-  EXPECT_LT(VrrpMibEntrySmId(IntfId("Ethernet1"), 1), VrrpMibEntrySmId(IntfId("Ethernet1"), 2));
-}
-
 // One virtual router (Ethernet1, 5) on ifIndex 7, driven through its records.
 struct EntrySmTest : World {
   Kiv::Ptr<Interface::IntfStatus> intfStatus = Kiv::make<Interface::IntfStatus>(eth1);

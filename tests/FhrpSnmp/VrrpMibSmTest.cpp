@@ -123,19 +123,6 @@ TEST_F(VrrpMibSmTest, PushesThePhysicalAddressAndItsLoss) {
   EXPECT_EQ(sm->vrrpMibEntrySm(VrrpMibEntrySmId(eth2, 5))->physicalIpAddr(), IpAddr());
 }
 
-TEST_F(VrrpMibSmTest, HandlersActOnlyOnceInitialized) {
-  threeRouters();
-  auto sm = machine();
-  sm->initializedIs(false);
-  ipAddr(eth1, kOwn1);
-  EXPECT_EQ(sm->vrrpMibEntrySm(VrrpMibEntrySmId(eth1, 5))->physicalIpAddr(), IpAddr());
-  vrrpStatus->vrIntfStatusDel(eth2);
-  EXPECT_TRUE(sm->vrrpMibEntrySm(VrrpMibEntrySmId(eth2, 5)));
-  sm->initializedIs(true);
-  sm->handleInterface();
-  EXPECT_FALSE(sm->vrrpMibEntrySm(VrrpMibEntrySmId(eth2, 5)));
-}
-
 TEST_F(VrrpMibSmTest, NotificationsSwitchTogetherAndDestructionLeavesRows) {
   threeRouters();
   auto sm = machine();
@@ -155,13 +142,6 @@ TEST_F(VrrpMibSmTest, NotificationsSwitchTogetherAndDestructionLeavesRows) {
   EXPECT_EQ(vrrpConfig->notifieeCount(), 0u);
   EXPECT_EQ(intfStatusV4(eth1)->notifieeCount(), 0u);
   EXPECT_EQ(intfStatusV4(eth1)->vrStatus(5)->notifieeCount(), 0u);  // the entry machines' too
-}
-
-TEST_F(VrrpMibSmTest, RefusesNullRecords) {
-  auto sm = machine();
-  EXPECT_THROW(sm->ipIntfStatusIs(nullptr), Kiv::RangeException);
-  EXPECT_THROW(sm->vrIntfConfigIs(nullptr), Kiv::RangeException);
-  EXPECT_THROW(sm->vrIntfStatusIs(nullptr), Kiv::RangeException);
 }
 
 }  // namespace

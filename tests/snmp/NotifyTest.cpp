@@ -37,8 +37,7 @@ TEST(SnmpConversionsTest, EnumerationsMapToTheMibsNumbers) {
   EXPECT_EQ(written(IntfEnabledStateToAsnAdminStatus(IntfEnabledState::enabled, buf, 16)), 1);
   EXPECT_EQ(written(IntfEnabledStateToAsnAdminStatus(IntfEnabledState::disabled, buf, 16)), 2);
   EXPECT_EQ(
-      written(IntfEnabledStateToAsnAdminStatus(IntfEnabledState::unknownEnabledState, buf, 16)),
-      2);
+      written(IntfEnabledStateToAsnAdminStatus(IntfEnabledState::unknownEnabledState, buf, 16)), 2);
 }
 
 TEST(SnmpConversionsDeathTest, TooLittleRoomFailsAndUnknownValuesStopTheProcess) {
@@ -133,7 +132,8 @@ TEST_F(VrrpTrapNewMasterTest, ADisabledNotificationIsNotQueuedAndTheTraceSaysWhy
   Snmp::vrrpTrapNewMasterNotify(Lirex::IpAddr(10, 0, 0, 1), 7, 12);
   SnmpUtil::getSnmpConfig()->notificationsEnabledIs(true);
   EXPECT_EQ(traps.pending(), before);
-  const Kiv::String8 notSent = "vrrpTrapNewMaster notification not sent. notificationStatus returned ";
+  const Kiv::String8 notSent =
+      "vrrpTrapNewMaster notification not sent. notificationStatus returned ";
   EXPECT_EQ(capture.lines(),
             (std::vector<Kiv::String8>{
                 notSent + "notification vrrp/vrrpTrapNewMaster is disabled",
