@@ -54,14 +54,10 @@ class TrapManagerTest : public ::testing::Test {
 };
 
 TEST_F(TrapManagerTest, QueuedNotificationsAreSentInOrderByTheAgentsEventLoop) {
-  Kiv::TraceCapture capture("Snmp", 1u << 4);
   for (oid n : {1, 2, 3}) manager.enqueueTrap(makeTrap(n));
   EXPECT_TRUE(sent.empty()) << "never sent from inside enqueueTrap";
-  EXPECT_EQ(manager.pending(), 3u);
-
   runAgentUntilSent();
   EXPECT_EQ(sent, (std::vector<oid>{1, 2, 3}));
-  EXPECT_EQ(capture.count("sending notification .1.3.6.1.4.1.8072.9999.9999.1."), 3u);
 
   // The alarm was one-shot; a later notification schedules a new one.
   manager.enqueueTrap(makeTrap(4));

@@ -169,16 +169,12 @@ TEST_F(AgentTest, VarbindsInAnyOrderAreEachAnsweredForTheirOwnRow) {
   // Descending, between rows, before the first, past the last of a column and of the table,
   // and indexes out of their types' range.
   const Oid column5 = {1, 3, 6, 1, 2, 1, 68, 1, 3, 1, 5};
-  Response next = agent.getNext({oper(5, 7, 12),
-                                 oper(5, 2, 3),
-                                 oper(5, 1, 7),
-                                 oper(5, 1, 5),
-                                 oper(5, 0, 9),
-                                 column5,
-                                 oper(15, 7, 12),
-                                 oper(5, 9, 0),
-                                 {1, 3, 6, 1, 2, 1, 68, 1, 3, 1, 5, 2147483648u, 5},
-                                 {1, 3, 6, 1, 2, 1, 68, 1, 3, 1, 5, 1, 4294967296u}});
+  Oid hugeIfIndex = column5, hugeVrId = column5;
+  hugeIfIndex.insert(hugeIfIndex.end(), {2147483648u, 5});
+  hugeVrId.insert(hugeVrId.end(), {1, 4294967296u});
+  Response next =
+      agent.getNext({oper(5, 7, 12), oper(5, 2, 3), oper(5, 1, 7), oper(5, 1, 5), oper(5, 0, 9),
+                     column5, oper(15, 7, 12), oper(5, 9, 0), hugeIfIndex, hugeVrId});
   EXPECT_EQ(next.errorStatus, SNMP_ERR_NOERROR);
   EXPECT_EQ(names(next),
             (std::vector<Oid>{oper(6, 1, 1), oper(5, 7, 12), oper(5, 2, 3), oper(5, 2, 3),
