@@ -10,19 +10,6 @@ namespace {
 
 using ::testing::ThrowsMessage;
 
-TEST(TokenReaderTest, ExpectNamesLiteralAndColumn) {
-  const String8 text = "Value('X' )";
-  auto pos = text.cbegin() + 6;
-  TokenReader r(pos, text.cend(), text.cbegin());
-  r.readQuoted();
-  EXPECT_THAT([&] { r.expect("}"); },
-              ThrowsMessage<RangeException>("expected '}', found ')' at column 10"));
-  // A failed literal reads nothing, so a retry with another literal still works.
-  EXPECT_NO_THROW(r.expect(")"));
-  EXPECT_THAT([&] { r.expect(", "); },
-              ThrowsMessage<RangeException>("expected ',', found end of text at column 11"));
-}
-
 String8 readQuoted(const String8& text) {
   auto pos = text.cbegin();
   TokenReader r(pos, text.cend());
