@@ -34,7 +34,6 @@ TEST_F(EntrySmTest, RowsAndMasterAddressFollowTheStatus) {
   EXPECT_TRUE(mib->routerStatsTable(FhrpSnmp::VrrpIndex(7, 5)));
   EXPECT_TRUE(asso(7, kVip));
   EXPECT_EQ(mib->assoIpAddrTableCollection()->size(), 1u);
-  EXPECT_TRUE(sm->initialized());
   EXPECT_EQ(oper(7, 5)->masterIpAddr(), IpAddr());  // initialize
 
   status->stateIs(FhrpState::backup);
