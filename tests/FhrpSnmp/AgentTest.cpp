@@ -40,6 +40,8 @@ struct AgentTest : World {
 
 TEST_F(AgentTest, HostWiresTheAgentByNameAndSameInputsKeepTheMachine) {
   ASSERT_TRUE(agent);
+  Kiv::attributeIs(*agent, "vrrpMib", Kiv::Ptr<Kiv::PtrInterface>(mib));
+  EXPECT_EQ(agent->vrrpMib(), mib);
   PtrList swapped = inputs();
   std::swap(swapped[0], swapped[1]);
   EXPECT_THROW(Kiv::attributeIs(*agent, "vrrpMibSm", swapped), Kiv::RangeException);
