@@ -16,17 +16,6 @@ using Routing::Fhrp::FhrpState;
 using Routing::Fhrp::VirtualRouterStatusV4;
 using Routing::Fhrp::VrrpVirtualRouterConfig;
 
-// The message of the range error that call raises.
-template <class Call>
-std::string rangeError(Call call) {
-  try {
-    call();
-  } catch (const Kiv::RangeException& e) {
-    return e.message();
-  }
-  return "(no error)";
-}
-
 struct World : ::testing::Test {
   Kiv::Ptr<Routing::Fhrp::Config> fhrpConfig = Kiv::make<Routing::Fhrp::Config>();
   Kiv::Ptr<Routing::Fhrp::VrrpConfig> vrrpConfig = Kiv::make<Routing::Fhrp::VrrpConfig>();

@@ -37,18 +37,13 @@ std::string document() {
          status("master", "192.0.2.2", R"("192.0.2.6": true)") + R"(}}})";
 }
 
-TEST(BaselineRowsTest, OnlyVersion2RoutersWithConfigAndStatusGetRowsInIndexOrder) {
+TEST(BaselineRowsTest, RowsKeysAndColumnsAreTheModulesRules) {
   const Baseline::StateRows rows = readStateRows(document());
   std::vector<std::pair<S32, U32>> keys;
   for (const auto& r : rows.oper) keys.emplace_back(r.ifIndex, r.vrId);
   // B/7 has no status, B/6 no configuration, B/8 is version 3; 9 sorts before 10.
-  EXPECT_EQ(keys, (std::vector<std::pair<S32, U32>>{{2, 9}, {2, 10}, {9, 1}}));
-}
-
-TEST(BaselineRowsTest, ColumnsFollowTheMibNumbering) {
-  const Baseline::StateRows rows = readStateRows(document());
-  ASSERT_EQ(rows.oper.size(), 3u);
-  const Baseline::OperRow& master = rows.oper[1];
+  ASSERT_EQ(keys, (std::vector<std::pair<S32, U32>>{{2, 9}, {2, 10}, {9, 1}}));
+  const Baseline::OperRow &init = rows.oper[0], &master = rows.oper[1], &backup = rows.oper[2];
   EXPECT_EQ(master.state, 3);
   EXPECT_EQ(master.adminState, 2);
   EXPECT_EQ(master.authType, 2);
@@ -58,32 +53,24 @@ TEST(BaselineRowsTest, ColumnsFollowTheMibNumbering) {
   EXPECT_EQ(master.virtualMacAddr, (std::array<U8, 6>{0, 0, 0x5e, 0, 1, 5}));
   EXPECT_DOUBLE_EQ(master.upSince, 1763760000.25);
   // A configuration with nothing in it takes the record defaults.
-  const Baseline::OperRow& backup = rows.oper[2];
   EXPECT_EQ(backup.state, 2);
   EXPECT_EQ(backup.adminState, 1);
   EXPECT_EQ(backup.authType, 1);
   EXPECT_EQ(backup.advertisementInterval, 1);
   EXPECT_TRUE(backup.preempt);
-}
-
-TEST(BaselineRowsTest, MasterAddressDependsOnTheState) {
-  const Baseline::StateRows rows = readStateRows(document());
-  ASSERT_EQ(rows.oper.size(), 3u);
-  EXPECT_EQ(rows.oper[0].masterIpAddr, 0u);           // initialize
-  EXPECT_EQ(rows.oper[1].masterIpAddr, 0xc0000202u);  // master: the interface's own address
-  EXPECT_EQ(rows.oper[2].masterIpAddr, 0xc6336407u);  // backup: the advertiser's
-}
-
-TEST(BaselineRowsTest, AddressRowsAreTrueNonZeroEntriesAndCountDefaultsToTrueEntries) {
-  const Baseline::StateRows rows = readStateRows(document());
+  // The master address: none in initialize, the own one as master, the advertiser's as backup.
+  EXPECT_EQ(init.masterIpAddr, 0u);
+  EXPECT_EQ(master.masterIpAddr, 0xc0000202u);
+  EXPECT_EQ(backup.masterIpAddr, 0xc6336407u);
+  // Address rows are the true, non-zero entries; the count defaults to the true entries.
   std::vector<U32> b10;
   for (const auto& a : rows.asso) {
     if (a.ifIndex == 2 && a.vrId == 10) b10.push_back(a.ipAddr);
   }
   EXPECT_EQ(b10, (std::vector<U32>{0xc000020a, 0xc000020c}));
-  EXPECT_EQ(rows.asso.size(), 3u);         // and A/1's one address
-  EXPECT_EQ(rows.oper[1].ipAddrCount, 3);  // 0.0.0.0 is true, so it counts
-  EXPECT_EQ(rows.oper[0].ipAddrCount, 4);  // given explicitly
+  EXPECT_EQ(rows.asso.size(), 3u);   // and A/1's one address
+  EXPECT_EQ(master.ipAddrCount, 3);  // 0.0.0.0 is true, so it counts
+  EXPECT_EQ(init.ipAddrCount, 4);    // given explicitly
 }
 
 TEST(BaselineRowsTest, UnreadableDocumentsAreRangeErrors) {

@@ -23,26 +23,21 @@ struct Target {
   void (*run)(std::string_view);
 };
 
-std::vector<fs::path> filesUnder(const fs::path& dir) {
+// The inputs under folder/<target>, in name order; returns how many there were.
+std::size_t replay(const Target& target, const char* folder) {
+  const fs::path dir = fs::path(FHRP_FUZZ_DIR) / folder / target.name;
   std::vector<fs::path> files;
-  if (!fs::is_directory(dir)) return files;
-  for (const auto& entry : fs::directory_iterator(dir)) {
-    if (entry.is_regular_file()) files.push_back(entry.path());
+  if (fs::is_directory(dir)) {
+    for (const auto& entry : fs::directory_iterator(dir)) {
+      if (entry.is_regular_file()) files.push_back(entry.path());
+    }
   }
   std::sort(files.begin(), files.end());
-  return files;
-}
-
-std::string contents(const fs::path& file) {
-  std::ifstream in(file, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-std::size_t replay(const Target& target, const char* folder) {
-  const std::vector<fs::path> files = filesUnder(fs::path(FHRP_FUZZ_DIR) / folder / target.name);
   for (const fs::path& file : files) {
     std::cerr << "replaying " << file.string() << std::endl;
-    target.run(contents(file));
+    std::ifstream in(file, std::ios::binary);
+    const std::string input{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    target.run(input);
   }
   return files.size();
 }

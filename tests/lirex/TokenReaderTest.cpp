@@ -10,41 +10,6 @@ namespace {
 
 using ::testing::ThrowsMessage;
 
-TEST(TokenReaderTest, ReadsAValueForm) {
-  const String8 text = "Value('Pair', **{'left': -7, 'right': 'it\\'s \\\\ok'}) ";
-  auto pos = text.cbegin();
-  TokenReader r(pos, text.cend());
-  r.expect("Value(");
-  EXPECT_EQ(r.readQuoted(), "Pair");
-  r.expect(", ** { ");  // inner and trailing blanks are optional white space
-  EXPECT_EQ(r.readQuoted(), "left");
-  r.expect(":");
-  EXPECT_EQ(r.readS32(), -7);
-  EXPECT_TRUE(r.accept(","));
-  EXPECT_FALSE(r.accept(","));
-  EXPECT_EQ(r.readQuoted(), "right");
-  r.expect(":");
-  EXPECT_EQ(r.readQuoted(), "it's \\ok");
-  EXPECT_EQ(r.peek(), '}');
-  r.expect("} ");
-  r.expect(") ");
-  EXPECT_TRUE(r.atEnd());
-  EXPECT_EQ(r.peek(), std::nullopt);
-}
-
-TEST(TokenReaderTest, ExpectNamesLiteralAndColumn) {
-  const String8 text = "Value('X' )";
-  auto pos = text.cbegin() + 6;
-  TokenReader r(pos, text.cend(), text.cbegin());
-  r.readQuoted();
-  EXPECT_THAT([&] { r.expect("}"); },
-              ThrowsMessage<RangeException>("expected '}', found ')' at column 10"));
-  // A failed literal reads nothing, so a retry with another literal still works.
-  EXPECT_NO_THROW(r.expect(")"));
-  EXPECT_THAT([&] { r.expect(", "); },
-              ThrowsMessage<RangeException>("expected ',', found end of text at column 11"));
-}
-
 String8 readQuoted(const String8& text) {
   auto pos = text.cbegin();
   TokenReader r(pos, text.cend());

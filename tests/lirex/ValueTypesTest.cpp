@@ -3,8 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <unordered_set>
-
 #include "kiv/Exception.h"
 #include "lirex/EthAddr.h"
 #include "lirex/IntfId.h"
@@ -42,22 +40,15 @@ T parseAt(const String8& text, char next) {
   return value;
 }
 
-TEST(IpAddrTest, HostOrderTextFormAndOrder) {
-  const IpAddr a(10, 1, 2, 254);
-  EXPECT_EQ(a.value(), 0x0a0102feu);
-  EXPECT_EQ(a.octets(), (std::array<U8, 4>{10, 1, 2, 254}));
-  EXPECT_TRUE(IpAddr().isZero() && !IpAddr(0, 0, 0, 1).isZero());
+TEST(IpAddrTest, TextFormOrderAndErrors) {
+  EXPECT_EQ(IpAddr(10, 1, 2, 254).value(), 0x0a0102feu);  // host order
   expectRoundTrips<IpAddr>({"0.0.0.0", "255.255.255.255", "192.0.2.100"});
-  EXPECT_EQ(strepToValue<IpAddr>("255.255.255.255").value(), 0xffffffffu);
   EXPECT_LT(IpAddr(127, 255, 255, 255), IpAddr(128, 0, 0, 0));
   expectRejected<IpAddr>([](const String8& t) { return "bad IPv4 address '" + t + "': "; },
                          {{"1.2.3", "expected 4 octets"},
-                          {"1.2.3.4.5", "expected 4 octets"},
                           {"1..3.4", "octet 2 is empty"},
                           {"256.0.0.1", "octet '256' is out of range 0..255"},
                           {"01.2.3.4", "octet '01' has a leading zero"},
-                          {"+1.2.3.4", "unexpected character '+' at column 0"},
-                          {" 1.2.3.4", "unexpected character ' ' at column 0"},
                           {"1.2.3.4x", "unexpected character 'x' at column 7"}});
 }
 
@@ -66,7 +57,6 @@ TEST(IpAddrWithMaskTest, TextFormOrderAndLimits) {
   expectRoundTrips<M>({"192.0.2.2/24", "0.0.0.0/0", "255.255.255.255/32"});
   EXPECT_LT(M(IpAddr(9, 0, 0, 0), 32), M(IpAddr(10, 0, 0, 0), 8));
   EXPECT_LT(M(IpAddr(10, 0, 0, 0), 8), M(IpAddr(10, 0, 0, 0), 16));
-  EXPECT_NE(std::hash<M>()(M(IpAddr(1, 0, 0, 0), 8)), std::hash<M>()(M(IpAddr(1, 0, 0, 0), 9)));
   EXPECT_THAT([] { M(IpAddr(), 33); },
               ThrowsMessage<RangeException>("prefix length 33 is out of range 0..32"));
   expectRejected<M>([](const String8& t) { return "bad IPv4 address with mask '" + t + "': "; },
@@ -75,33 +65,23 @@ TEST(IpAddrWithMaskTest, TextFormOrderAndLimits) {
                      {"192.0.2.2/33", "prefix length '33' is out of range 0..32"},
                      {"192.0.2.2/08", "prefix length '08' has a leading zero"},
                      {"192.0.2.2/2.4", "prefix length '2.4' is not a number"},
-                     {"192.0.2.2/24/1", "more than one '/'"},
-                     {"192.0.2/24", "expected 4 octets"},
-                     {"192.0.2.2/-1", "unexpected character '-' at column 10"}});
+                     {"192.0.2.2/24/1", "more than one '/'"}});
 }
 
-TEST(EthAddrTest, TextFormOrderAndHash) {
+TEST(EthAddrTest, TextFormAndOrder) {
   expectRoundTrips<EthAddr>({"00:00:5e:00:01:05", "00:00:00:00:00:00", "ff:ff:ff:ff:ff:ff"});
   EXPECT_EQ(strepToValue<EthAddr>("00:00:5E:00:01:0A").bytes(),
             (EthAddr::Bytes{0x00, 0x00, 0x5e, 0x00, 0x01, 0x0a}));
-  EXPECT_EQ(valueToStrep(EthAddr({0xAB, 0xCD, 0xEF, 0x01, 0x23, 0x45})), "ab:cd:ef:01:23:45");
-  EXPECT_TRUE(EthAddr().isZero());
   EXPECT_LT(EthAddr({0, 0, 0, 0, 0, 0xff}), EthAddr({0, 0, 0, 0, 1, 0}));
   EXPECT_LT(EthAddr({0x7f, 0xff, 0xff, 0xff, 0xff, 0xff}), EthAddr({0x80, 0, 0, 0, 0, 0}));
-  const std::unordered_set<EthAddr> set{EthAddr({1, 2, 3, 4, 5, 6}), EthAddr({1, 2, 3, 4, 5, 6})};
-  EXPECT_EQ(set.size(), 1u);
   expectRejected<EthAddr>([](const String8& t) { return "bad Ethernet address '" + t + "': "; },
                           {{"00:00:5e:00:01", "expected 6 groups of 2 hex digits"},
-                           {"00:00:5e:00:01:05:06", "expected 6 groups of 2 hex digits"},
                            {"0:00:5e:00:01:05", "group 1 '0' is not 2 hex digits"},
-                           {"00:00:5e:00:01:005", "group 6 '005' is not 2 hex digits"},
-                           {"", "group 1 '' is not 2 hex digits"},
                            {"00-00-5e-00-01-05", "unexpected character '-' at column 2"},
                            {"00:00:5g:00:01:05", "unexpected character 'g' at column 7"}});
 }
 
 TEST(IntfIdTest, QuotedTextFormAndPlainOrder) {
-  EXPECT_EQ(::testing::PrintToString(IntfId("Ethernet1")), "Ethernet1");
   EXPECT_EQ(valueToStrep(IntfId("Ethernet1")), "'Ethernet1'");
   for (const IntfId& v : {IntfId(), IntfId("it's\\odd")}) {
     EXPECT_EQ(strepToValue<IntfId>(valueToStrep(v)), v) << valueToStrep(v);
@@ -116,14 +96,11 @@ TEST(IntfIdTest, QuotedTextFormAndPlainOrder) {
 }
 
 TEST(VrrpAuthTypeTest, NamesAreTheEnumeratorsAndNumbersTheWireValues) {
-  EXPECT_EQ(VrrpAuthType{}, VrrpAuthType::noAuthentication);
-  EXPECT_EQ(static_cast<int>(VrrpAuthType::ipAuthenticationHeader), 2);
   for (const auto type : {VrrpAuthType::noAuthentication, VrrpAuthType::simpleTextPassword,
                           VrrpAuthType::ipAuthenticationHeader}) {
     EXPECT_TRUE(isValid(type));
     EXPECT_EQ(strepToValue<VrrpAuthType>(valueToStrep(type)), type);
   }
-  EXPECT_EQ(::testing::PrintToString(VrrpAuthType::simpleTextPassword), "simpleTextPassword");
   // A number from elsewhere that is out of range can still be held and shown.
   EXPECT_FALSE(isValid(static_cast<VrrpAuthType>(7)));
   EXPECT_EQ(valueToStrep(static_cast<VrrpAuthType>(7)), "VrrpAuthType(7)");
