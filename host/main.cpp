@@ -26,8 +26,8 @@ int main(int argc, char** argv) {
     options = Host::parseOptions(argc, argv);
     if (!options.trace.empty()) Kiv::traceSpecIs(options.trace);
   } catch (const Kiv::RangeException& e) {
-    std::fprintf(stderr, "%s", Host::usage());
-    return fail(e.message());
+    // One line, as for every other failed start: scripts and logs keep the reason, not the usage.
+    return fail(e.message() + " (fhrp-snmpd --help lists the options)");
   }
   if (options.help) {
     std::fprintf(stdout, "%s", Host::usage());

@@ -1,7 +1,10 @@
 #pragma once
 // The input records of the mirroring machines, built and changed through their
 // own setters, a model to fill, and a capture of the machines' trace lines.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <string>
 
 #include "FhrpSnmp/VrrpMibSm.h"
 #include "kiv/Exception.h"
@@ -15,6 +18,14 @@ using Lirex::IpAddr;
 using Routing::Fhrp::FhrpState;
 using Routing::Fhrp::VirtualRouterStatusV4;
 using Routing::Fhrp::VrrpVirtualRouterConfig;
+
+// What a mutator of FhrpSnmp::<owner> says, verbatim (closing quote included), to a caller
+// that hands it a null record for <attr>.
+inline auto refusesNull(const std::string& owner, const std::string& attr) {
+  return ::testing::ThrowsMessage<Kiv::RangeException>(
+      "null _" + attr + " parameter to mutator for FhrpSnmp::" + owner + "::" + attr +
+      " not allowed\"");
+}
 
 struct World : ::testing::Test {
   Kiv::Ptr<Routing::Fhrp::Config> fhrpConfig = Kiv::make<Routing::Fhrp::Config>();

@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "FhrpSnmp/VrrpMib.h"
@@ -49,9 +50,13 @@ struct VrrpMibTest : ::testing::Test {
 TEST_F(VrrpMibTest, IsFindsOrCreatesAndRefusesOtherRecordsForAnExistingRow) {
   auto row = mib->operTableIs(VrrpIndex(1, 5), config, status);
   EXPECT_EQ(mib->operTableIs(VrrpIndex(1, 5), config, status), row);
-  EXPECT_THROW(mib->operTableIs(VrrpIndex(1, 5),
-                                Kiv::make<Routing::Fhrp::VrrpVirtualRouterConfig>(5), status),
-               Kiv::NameInUseException);
+  auto other = Kiv::make<Routing::Fhrp::VrrpVirtualRouterConfig>(5);
+  EXPECT_THAT([&] { mib->operTableIs(VrrpIndex(1, 5), other, status); },
+              ::testing::ThrowsMessage<Kiv::NameInUseException>(
+                  "Reinstantiating the pointer interface where constructor parameter attribute "
+                  "_config has a different value of " +
+                  Kiv::ptrToStrep(other) + " than the current value of " + Kiv::ptrToStrep(config) +
+                  " not allowed"));
   EXPECT_THROW(mib->operTableIs(VrrpIndex(1, 5), config, nullptr), Kiv::NameInUseException);
   EXPECT_EQ(mib->operTable(VrrpIndex(1, 5)), row);
   EXPECT_EQ(observer->oper, std::vector<VrrpIndex>{VrrpIndex(1, 5)});

@@ -139,5 +139,11 @@ TEST_F(EntrySmTest, RepointingRerunsTheRulesWithoutRebindingRows) {
   EXPECT_EQ(rows(), 3u);
 }
 
+TEST_F(EntrySmTest, RefusesANullAddressRow) {
+  auto sm = entry();
+  EXPECT_THAT([&] { sm->assoIpAddrEntryIs(kVip, nullptr); },
+              refusesNull("VrrpMibEntrySm", "assoIpAddrEntry"));
+}
+
 }  // namespace
 }  // namespace Mirror

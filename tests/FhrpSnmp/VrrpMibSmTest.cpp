@@ -137,5 +137,12 @@ TEST_F(VrrpMibSmTest, NotificationsSwitchTogetherAndDestructionLeavesRows) {
   EXPECT_EQ(intfStatusV4(eth1)->vrStatus(5)->notifieeCount(), 0u);  // the entry machines' too
 }
 
+TEST_F(VrrpMibSmTest, RefusesNullRecords) {
+  auto sm = machine();
+  EXPECT_THAT([&] { sm->ipIntfStatusIs(nullptr); }, refusesNull("VrrpMibSm", "ipIntfStatus"));
+  EXPECT_THAT([&] { sm->vrIntfConfigIs(nullptr); }, refusesNull("VrrpMibSm", "vrIntfConfig"));
+  EXPECT_THAT([&] { sm->vrIntfStatusIs(nullptr); }, refusesNull("VrrpMibSm", "vrIntfStatus"));
+}
+
 }  // namespace
 }  // namespace Mirror

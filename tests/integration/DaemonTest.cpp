@@ -5,7 +5,6 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <iostream>
 #include <sstream>
 
@@ -172,7 +171,7 @@ TEST(DaemonTest, BadStartsExitWithStatusTwoAndOneLine) {
   for (const auto& [args, message] : starts) {
     Process& p = daemon.launch(args);
     EXPECT_EQ(p.waitForExit(20s), 2) << p.describe();
-    const std::string err = p.stderrText();  // a bad flag's usage text aside
+    const std::string err = p.stderrText();
     EXPECT_EQ(err.find("fhrp-snmpd: "), err.rfind("fhrp-snmpd: ")) << p.describe();
     EXPECT_NE(err.find("fhrp-snmpd: " + message), std::string::npos) << p.describe();
   }
