@@ -185,18 +185,5 @@ TEST(StateDocument, EveryRejectionNamesThePathAndTheReason) {
       << "a virtual router has at most 255 addresses";
 }
 
-TEST(StateDocument, SyntaxErrorsKeepTheirPosition) {
-  try {
-    parseStateDocument("{\n  \"ip\": {\n    \"e1\": {,}\n}");
-    ADD_FAILURE() << "accepted";
-  } catch (const StateDocumentError& e) {
-    EXPECT_TRUE(e.isSyntaxError());
-    EXPECT_EQ(e.line(), 3u);
-    EXPECT_EQ(e.column(), 12u);
-    EXPECT_EQ(e.path(), "$.ip.e1");
-    EXPECT_EQ(e.message().rfind("line 3, column 12 (at $.ip.e1): ", 0), 0u) << e.message();
-  }
-}
-
 }  // namespace
 }  // namespace Zentra
