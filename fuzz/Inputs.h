@@ -16,9 +16,6 @@ namespace FhrpFuzz {
 // must print to a text that parses back to the same value.
 void keys(std::string_view input);
 
-// The JSON reader with default limits and with small ones.
-void json(std::string_view input);
-
 // The state-document reader; a document it accepts is published into a state tree watched by
 // the mirroring machines. Input with a 0x00 byte holds two documents, published one after the
 // other, so that the second one is applied as a difference to the first.

@@ -13,16 +13,15 @@ set -uo pipefail
 cd "$(dirname "$0")/.."
 
 seconds=${FUZZ_SECONDS:-60}
-all_targets=(fuzz_keys fuzz_json fuzz_state_document fuzz_snmp_request)
+all_targets=(fuzz_keys fuzz_state_document fuzz_snmp_request)
 targets=("$@")
 [ ${#targets[@]} -eq 0 ] && targets=("${all_targets[@]}")
 
-# Longest input per target: a key text, a JSON document the size of examples/lab.json with
-# room to grow, two state documents, one SNMP message as large as a UDP datagram usually is.
+# Longest input per target: a key text, two state documents, one SNMP message as large as a
+# UDP datagram usually is.
 max_len() {
   case "$1" in
     fuzz_keys) echo 512 ;;
-    fuzz_json) echo 8192 ;;
     fuzz_state_document) echo 16384 ;;
     fuzz_snmp_request) echo 1500 ;;
     *) echo 4096 ;;

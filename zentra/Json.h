@@ -9,12 +9,11 @@
 #include "kiv/Exception.h"
 #include "kiv/Types.h"
 #include "zentra/JsonPath.h"
-#include "zentra/JsonValue.h"
 
 namespace Zentra::Json {
 
 struct Limits {
-  // Arrays and objects open at once. Also bounds the recursion that destroys a Value.
+  // Arrays and objects open at once.
   std::size_t maxDepth = 64;
   std::size_t maxDocumentBytes = 16 * 1024 * 1024;
   // A string or key once escapes are decoded; also the written length of a number.
@@ -41,8 +40,10 @@ class ParseError : public Kiv::RangeException {
   Kiv::String8 reason_;
 };
 
-// The whole of `text` must be one value, optionally preceded by a UTF-8 byte order mark and
-// surrounded by JSON whitespace.
-Value parse(std::string_view text, const Limits& limits = {});
+// Throws the ParseError for the first fault in `text`, which must be one value, optionally
+// preceded by a UTF-8 byte order mark and surrounded by JSON whitespace, and must not repeat a
+// key within an object. Readers that stop at the first wrong value use it to tell whether the
+// text was JSON at all.
+void check(std::string_view text, const Limits& limits = {});
 
 }  // namespace Zentra::Json

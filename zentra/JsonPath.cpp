@@ -2,8 +2,6 @@
 
 #include <cstdio>
 
-#include "kiv/Assert.h"
-
 namespace Zentra::Json {
 
 namespace {
@@ -22,7 +20,6 @@ bool isIdentifier(std::string_view key) {
 }  // namespace
 
 void Path::pushKey(std::string_view key) {
-  stepEnds_.push_back(text_.size());
   if (isIdentifier(key)) {
     text_ += '.';
     text_ += key;
@@ -34,16 +31,9 @@ void Path::pushKey(std::string_view key) {
 }
 
 void Path::pushIndex(std::size_t index) {
-  stepEnds_.push_back(text_.size());
   text_ += '[';
   text_ += std::to_string(index);
   text_ += ']';
-}
-
-void Path::pop() {
-  KIV_ASSERT(!stepEnds_.empty(), "popping the root of a JSON path");
-  text_.resize(stepEnds_.back());
-  stepEnds_.pop_back();
 }
 
 Kiv::String8 quote(std::string_view text) {

@@ -5,7 +5,6 @@
 // `$.vrrpStatus.Ethernet1["5"].state`.
 #include <cstddef>
 #include <string_view>
-#include <vector>
 
 #include "kiv/Types.h"
 
@@ -15,16 +14,11 @@ class Path {
  public:
   void pushKey(std::string_view key);
   void pushIndex(std::size_t index);
-  // Removes the innermost step; popping the root is a programming fault.
-  void pop();
 
-  std::size_t depth() const { return stepEnds_.size(); }
-  // Kept rendered as steps are pushed: validators name paths far more often than they change.
   const Kiv::String8& str() const { return text_; }
 
  private:
   Kiv::String8 text_ = "$";
-  std::vector<std::size_t> stepEnds_;  // text_'s length before each step
 };
 
 // `text` as a JSON string literal, quoted and escaped, so that odd keys print unambiguously.

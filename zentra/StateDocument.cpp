@@ -1,9 +1,13 @@
 #include "zentra/StateDocument.h"
 
+#include <charconv>
 #include <cmath>
 #include <initializer_list>
+#include <map>
 #include <utility>
 #include <vector>
+
+#include "zentra/JsonCursor.h"
 
 namespace Zentra {
 
@@ -21,23 +25,24 @@ StateDocumentError::StateDocumentError(const Json::ParseError& error)
 
 namespace {
 
-using Json::Value;
+using Json::Cursor;
+using Kind = Json::Cursor::Kind;
 using Kiv::String8;
 using Routing::Fhrp::VrId;
 
-const char* withArticle(Value::Type type) {
-  switch (type) {
-    case Value::Type::Null:
+const char* withArticle(Kind kind) {
+  switch (kind) {
+    case Kind::Null:
       return "null";
-    case Value::Type::Boolean:
+    case Kind::Boolean:
       return "a boolean";
-    case Value::Type::Number:
+    case Kind::Number:
       return "a number";
-    case Value::Type::String:
+    case Kind::String:
       return "a string";
-    case Value::Type::Array:
+    case Kind::Array:
       return "an array";
-    case Value::Type::Object:
+    case Kind::Object:
       return "an object";
   }
   return "an unknown value";
@@ -56,132 +61,136 @@ String8 alternatives(const Names& names) {
   return text;
 }
 
-// Walks one document, keeping the keys that lead to the value being read so that every
-// complaint says where it is. Any complaint ends the walk: there is nothing to recover, so the
-// path is written out only then.
+// The members of each object whose members are fixed. Absent required members are reported
+// in this order.
+constexpr std::string_view kSections[] = {"interfaces", "ip", "vrrpConfig", "vrrpStatus"};
+constexpr std::string_view kInterface[] = {"ifIndex"};
+constexpr std::string_view kIp[] = {"activeAddrWithMask"};
+constexpr std::string_view kConfig[] = {
+    "version", "priority", "preempt", "adminState", "authType", "authKey", "advertisementInterval"};
+constexpr std::string_view kStatus[] = {"state",   "priority",    "srcAddr", "virtualMacAddr",
+                                        "ipAddrs", "ipAddrCount", "upSince"};
+constexpr std::size_t kStatusRequired = 5;  // state to ipAddrs
+constexpr std::size_t kIpAddrCount = 5;
+
+// Reads the document straight from the text as the cursor walks it, so that nothing but the
+// result is built. The first fault ends the walk; where it is comes from the cursor, which
+// writes the path only then.
 class Reader {
  public:
-  StateDocument document(const Value& root) {
+  Reader(std::string_view text, const Json::Limits& limits) : in_(text, limits) {}
+
+  StateDocument document() {
     StateDocument doc;
-    object(root);
-    onlyMembers(root, {"interfaces", "ip", "vrrpConfig", "vrrpStatus"});
-    optional(root, "interfaces", [&](const Value& v) { interfaces(v, doc.interfaces); });
-    optional(root, "ip", [&](const Value& v) {
-      perInterface(v, doc.ip, [&](const Value& intf, Lirex::IpAddrWithMask& addr) {
-        onlyMembers(intf, {"activeAddrWithMask"});
-        required(intf, "activeAddrWithMask",
-                 [&](const Value& a) { addr = strep<Lirex::IpAddrWithMask>(a); });
-      });
+    members(kSections, [&](std::size_t section) {
+      switch (section) {
+        case 0:
+          return interfaces(doc.interfaces);
+        case 1:
+          return perInterface(doc.ip, [&](const Lirex::IntfId&, Lirex::IpAddrWithMask& addr) {
+            if (!members(kIp, [&](std::size_t) { addr = strep<Lirex::IpAddrWithMask>(); })) {
+              missing(kIp[0]);
+            }
+          });
+        case 2:
+          return perInterface(doc.vrrpConfig,
+                              [&](const Lirex::IntfId&, StateDocument::VrConfigs& vrs) {
+                                perVirtualRouter(vrs, [&](auto& config) { vrConfig(config); });
+                              });
+        default:
+          return perInterface(doc.vrrpStatus,
+                              [&](const Lirex::IntfId&, StateDocument::VrStatuses& vrs) {
+                                perVirtualRouter(vrs, [&](auto& status) { vrStatus(status); });
+                              });
+      }
     });
-    optional(root, "vrrpConfig", [&](const Value& v) {
-      perInterface(v, doc.vrrpConfig, [&](const Value& intf, StateDocument::VrConfigs& vrs) {
-        perVirtualRouter(intf, vrs, [&](const Value& vr, auto& config) { vrConfig(vr, config); });
-      });
-    });
-    optional(root, "vrrpStatus", [&](const Value& v) {
-      perInterface(v, doc.vrrpStatus, [&](const Value& intf, StateDocument::VrStatuses& vrs) {
-        perVirtualRouter(intf, vrs, [&](const Value& vr, auto& status) { vrStatus(vr, status); });
-      });
-    });
+    in_.finish();
     return doc;
   }
 
  private:
-  // The path names the member while `this` lives. Keys are views of the document's own
-  // strings or of literals, both of which outlive the walk.
-  class Step {
-   public:
-    Step(std::vector<std::string_view>& keys, std::string_view key) : keys_(keys) {
-      keys_.push_back(key);
-    }
-    ~Step() { keys_.pop_back(); }
-    Step(const Step&) = delete;
-    Step& operator=(const Step&) = delete;
-
-   private:
-    std::vector<std::string_view>& keys_;
-  };
-
   [[noreturn]] void fail(const String8& reason) const {
-    Json::Path path;
-    for (std::string_view key : keys_) path.pushKey(key);
-    throw StateDocumentError(path.str(), reason);
+    throw StateDocumentError(in_.path(), reason);
   }
-  [[noreturn]] void outOfRange(const Value& v, U32 min, U32 max) const {
-    fail(v.numberText() + " is out of range " + std::to_string(min) + ".." + std::to_string(max));
+  [[noreturn]] void missing(std::string_view key) const {
+    fail("missing member " + Json::quote(key));
   }
 
-  void expect(const Value& v, Value::Type type, const char* what) const {
-    if (v.type() != type) fail(String8("expected ") + what + ", got " + withArticle(v.type()));
+  Kind expect(Kind kind, const char* what) {
+    const Kind found = in_.peek();
+    if (found != kind) fail(String8("expected ") + what + ", got " + withArticle(found));
+    return found;
   }
-  const Value& object(const Value& v) const {
-    expect(v, Value::Type::Object, "an object");
-    return v;
+  void object() {
+    expect(Kind::Object, "an object");
+    in_.enterObject();
   }
-  bool boolean(const Value& v) const {
-    expect(v, Value::Type::Boolean, "true or false");
-    return v.asBool();
+  bool boolean() {
+    expect(Kind::Boolean, "true or false");
+    return in_.readBool();
   }
-  const String8& string(const Value& v) const {
-    expect(v, Value::Type::String, "a string");
-    return v.asString();
+  std::string_view string() {
+    expect(Kind::String, "a string");
+    return in_.readString();
   }
-  U32 integer(const Value& v, U32 min, U32 max) const {
-    expect(v, Value::Type::Number, "an integer");
-    if (!v.isInteger()) fail("expected an integer, got " + v.numberText());
-    S64 n = 0;
-    try {
-      n = v.asInt64();
-    } catch (const Kiv::RangeException&) {
-      outOfRange(v, min, max);
+  U32 integer(U32 min, U32 max) {
+    expect(Kind::Number, "an integer");
+    const std::string_view text = in_.readNumber().text;
+    if (text.find_first_of(".eE") != std::string_view::npos) {
+      fail("expected an integer, got " + String8(text));
     }
-    if (n < min || n > max) outOfRange(v, min, max);
+    S64 n = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), n);
+    if (error != std::errc() || end != text.data() + text.size() || n < min || n > max) {
+      fail(String8(text) + " is out of range " + std::to_string(min) + ".." + std::to_string(max));
+    }
     return static_cast<U32>(n);
   }
   // A value type written as text; the type's own parser says what is wrong with it.
   template <class T>
-  T strep(const Value& v) const {
-    const String8& text = string(v);
+  T strep(std::string_view text) const {
     try {
-      return Lirex::strepToValue<T>(text);
+      return Lirex::strepToValue<T>(String8(text));
     } catch (const Kiv::RangeException& e) {
       fail(e.message());
     }
   }
   template <class T>
-  T named(const Value& v, const char* what,
-          std::initializer_list<std::pair<std::string_view, T>> names) const {
-    const String8& text = string(v);
-    for (const auto& [name, value] : names) {
-      if (name == text) return value;
+  T strep() {
+    return strep<T>(string());
+  }
+  template <class T>
+  T named(const char* what, std::initializer_list<std::pair<std::string_view, T>> names) {
+    const std::string_view text = string();
+    for (const auto& name : names) {
+      if (name.first == text) return name.second;
     }
     std::vector<std::string_view> choices;
-    for (const auto& [name, value] : names) choices.push_back(name);
+    for (const auto& name : names) choices.push_back(name.first);
     fail(String8("unknown ") + what + " " + Json::quote(text) + " (expected " +
          alternatives(choices) + ")");
   }
 
-  // Typos must not pass silently: a member the format does not know is an error.
-  void onlyMembers(const Value& obj, std::initializer_list<std::string_view> known) {
-    for (const Json::Member& m : obj.members()) {
-      bool found = false;
-      for (std::string_view k : known) found = found || k == m.key;
-      if (found) continue;
-      Step step(keys_, m.key);
-      fail("unknown member " + Json::quote(m.key) + " (expected " + alternatives(known) + ")");
+  // An object of the members `names`, each read by `read(its position in names)`. Typos must
+  // not pass silently: a member the format does not know is an error. Returns the members
+  // seen, bit i for names[i].
+  template <std::size_t N, class F>
+  unsigned members(const std::string_view (&names)[N], F&& read) {
+    static_assert(N <= 32);
+    object();
+    unsigned seen = 0;
+    std::string_view key;
+    while (in_.nextMember(key)) {
+      std::size_t which = 0;
+      while (which < N && names[which] != key) ++which;
+      if (which == N) {
+        fail("unknown member " + Json::quote(key) + " (expected " + alternatives(names) + ")");
+      }
+      if (seen & 1u << which) in_.duplicateKey();
+      seen |= 1u << which;
+      read(which);
     }
-  }
-  template <class F>
-  bool optional(const Value& obj, std::string_view key, F&& read) {
-    const Value* v = obj.find(key);
-    if (!v) return false;
-    Step step(keys_, key);
-    read(*v);
-    return true;
-  }
-  template <class F>
-  void required(const Value& obj, std::string_view key, F&& read) {
-    if (!optional(obj, key, std::forward<F>(read))) fail("missing member " + Json::quote(key));
+    return seen;
   }
 
   Lirex::IntfId intfId(std::string_view key) const {
@@ -207,139 +216,163 @@ class Reader {
     return id;
   }
 
-  // Every member of an object keyed by interface name, read by `read(value, entry)`.
-  template <class V, class F>
-  void perInterface(const Value& obj, std::map<Lirex::IntfId, V>& out, F&& read) {
-    object(obj);
-    for (const Json::Member& m : obj.members()) {
-      Step step(keys_, m.key);
-      V& entry = out[intfId(m.key)];
-      read(object(m.value), entry);
+  // An object keyed by `key(name)`, each value read by `read(entry)`. Keys that mean the same
+  // are the same text, so a key already in `out` is a repeated key.
+  template <class K, class V, class Key, class F>
+  void keyed(std::map<K, V>& out, Key&& key, F&& read) {
+    object();
+    std::string_view name;
+    while (in_.nextMember(name)) {
+      const std::size_t before = out.size();
+      // Documents list their keys in order more often than not, so try the end first.
+      const auto entry = out.emplace_hint(out.end(), key(name), V());
+      if (out.size() == before) in_.duplicateKey();
+      read(*entry);
     }
   }
   template <class V, class F>
-  void perVirtualRouter(const Value& obj, std::map<VrId, V>& out, F&& read) {
-    for (const Json::Member& m : obj.members()) {
-      Step step(keys_, m.key);
-      V& entry = out[vrId(m.key)];
-      read(object(m.value), entry);
-    }
+  void perInterface(std::map<Lirex::IntfId, V>& out, F&& read) {
+    keyed(
+        out, [&](std::string_view name) { return intfId(name); },
+        [&](auto& entry) { read(entry.first, entry.second); });
+  }
+  template <class V, class F>
+  void perVirtualRouter(std::map<VrId, V>& out, F&& read) {
+    keyed(
+        out, [&](std::string_view name) { return vrId(name); },
+        [&](auto& entry) { read(entry.second); });
   }
 
-  void interfaces(const Value& v, std::map<Lirex::IntfId, U32>& out) {
+  void interfaces(std::map<Lirex::IntfId, U32>& out) {
     // ifIndex names the interface in every MIB table, so two interfaces cannot share one.
-    std::map<U32, std::string_view> owners;
-    object(v);
-    for (const Json::Member& m : v.members()) {
-      Step step(keys_, m.key);
-      const Lirex::IntfId id = intfId(m.key);
-      const Value& intf = object(m.value);
-      onlyMembers(intf, {"ifIndex"});
-      required(intf, "ifIndex", [&](const Value& i) {
-        const U32 ifIndex = integer(i, 1, StateDocument::kMaxIfIndex);
-        const auto [owner, added] = owners.try_emplace(ifIndex, m.key);
-        if (!added) {
+    std::map<U32, const Lirex::IntfId*> owners;
+    perInterface(out, [&](const Lirex::IntfId& id, U32& ifIndex) {
+      const unsigned seen = members(kInterface, [&](std::size_t) {
+        ifIndex = integer(1, StateDocument::kMaxIfIndex);
+        const auto owner = owners.try_emplace(ifIndex, &id);
+        if (!owner.second) {
           fail("ifIndex " + std::to_string(ifIndex) + " is already the ifIndex of " +
-               Json::quote(owner->second));
+               Json::quote(owner.first->second->name()));
         }
-        out[id] = ifIndex;
       });
-    }
+      if (!seen) missing(kInterface[0]);
+    });
   }
 
-  void vrConfig(const Value& vr, StateDocument::VirtualRouterConfig& c) {
-    onlyMembers(vr, {"version", "priority", "preempt", "adminState", "authType", "authKey",
-                     "advertisementInterval"});
-    optional(vr, "version", [&](const Value& v) { c.version = integer(v, 1, 0xffffffffu); });
-    optional(vr, "priority",
-             [&](const Value& v) { c.priority = integer(v, 0, StateDocument::kMaxPriority); });
-    optional(vr, "preempt", [&](const Value& v) { c.preempt = boolean(v); });
-    optional(vr, "adminState", [&](const Value& v) {
+  void vrConfig(StateDocument::VirtualRouterConfig& c) {
+    members(kConfig, [&](std::size_t which) {
       using Interface::IntfEnabledState;
-      c.adminState = named<IntfEnabledState>(
-          v, "adminState",
-          {{"enabled", IntfEnabledState::enabled}, {"disabled", IntfEnabledState::disabled}});
-    });
-    optional(vr, "authType", [&](const Value& v) {
       using Lirex::VrrpAuthType;
-      c.authType =
-          named<VrrpAuthType>(v, "authType",
-                              {{"noAuthentication", VrrpAuthType::noAuthentication},
-                               {"simpleTextPassword", VrrpAuthType::simpleTextPassword},
-                               {"ipAuthenticationHeader", VrrpAuthType::ipAuthenticationHeader}});
-    });
-    optional(vr, "authKey", [&](const Value& v) { c.authKey = string(v); });
-    optional(vr, "advertisementInterval", [&](const Value& v) {
-      c.advertisementInterval = integer(v, 1, StateDocument::kMaxAdvertisementInterval);
+      switch (which) {
+        case 0:
+          c.version = integer(1, 0xffffffffu);
+          break;
+        case 1:
+          c.priority = integer(0, StateDocument::kMaxPriority);
+          break;
+        case 2:
+          c.preempt = boolean();
+          break;
+        case 3:
+          c.adminState = named<IntfEnabledState>(
+              "adminState",
+              {{"enabled", IntfEnabledState::enabled}, {"disabled", IntfEnabledState::disabled}});
+          break;
+        case 4:
+          c.authType = named<VrrpAuthType>(
+              "authType", {{"noAuthentication", VrrpAuthType::noAuthentication},
+                           {"simpleTextPassword", VrrpAuthType::simpleTextPassword},
+                           {"ipAuthenticationHeader", VrrpAuthType::ipAuthenticationHeader}});
+          break;
+        case 5:
+          c.authKey = String8(string());
+          break;
+        default:
+          c.advertisementInterval = integer(1, StateDocument::kMaxAdvertisementInterval);
+      }
     });
   }
 
-  void vrStatus(const Value& vr, StateDocument::VirtualRouterStatus& s) {
-    onlyMembers(vr, {"state", "priority", "srcAddr", "virtualMacAddr", "ipAddrs", "ipAddrCount",
-                     "upSince"});
-    required(vr, "state", [&](const Value& v) {
+  void vrStatus(StateDocument::VirtualRouterStatus& s) {
+    U32 trueCount = 0;
+    const unsigned seen = members(kStatus, [&](std::size_t which) {
       using Routing::Fhrp::FhrpState;
-      s.state = named<FhrpState>(v, "state",
-                                 {{"master", FhrpState::master},
-                                  {"backup", FhrpState::backup},
-                                  {"initialize", FhrpState::initialize}});
-    });
-    required(vr, "priority",
-             [&](const Value& v) { s.priority = integer(v, 0, StateDocument::kMaxPriority); });
-    required(vr, "srcAddr", [&](const Value& v) { s.srcAddr = strep<Lirex::IpAddr>(v); });
-    required(vr, "virtualMacAddr",
-             [&](const Value& v) { s.virtualMacAddr = strep<Lirex::EthAddr>(v); });
-    required(vr, "ipAddrs", [&](const Value& v) { ipAddrs(v, s.ipAddrs); });
-    U32 trueCount = 0;
-    for (const auto& [addr, up] : s.ipAddrs) trueCount += up ? 1 : 0;
-    s.ipAddrCount = trueCount;
-    optional(vr, "ipAddrCount", [&](const Value& v) {
-      s.ipAddrCount = integer(v, 0, StateDocument::kMaxIpAddrCount);
-    });
-    optional(vr, "upSince", [&](const Value& v) {
-      expect(v, Value::Type::Number, "a number");
-      const double seconds = v.asDouble();
-      if (!std::isfinite(seconds) || seconds < 0) {
-        fail(v.numberText() + " is not a time (expected seconds since the epoch, or 0)");
+      switch (which) {
+        case 0:
+          s.state = named<FhrpState>("state", {{"master", FhrpState::master},
+                                               {"backup", FhrpState::backup},
+                                               {"initialize", FhrpState::initialize}});
+          break;
+        case 1:
+          s.priority = integer(0, StateDocument::kMaxPriority);
+          break;
+        case 2:
+          s.srcAddr = strep<Lirex::IpAddr>();
+          break;
+        case 3:
+          s.virtualMacAddr = strep<Lirex::EthAddr>();
+          break;
+        case 4:
+          trueCount = ipAddrs(s.ipAddrs);
+          break;
+        case kIpAddrCount:
+          s.ipAddrCount = integer(0, StateDocument::kMaxIpAddrCount);
+          break;
+        default:
+          upSince(s.upSince);
       }
-      s.upSince = seconds + 0.0;  // -0 reads as 0
     });
+    for (std::size_t i = 0; i < kStatusRequired; ++i) {
+      if (!(seen & 1u << i)) missing(kStatus[i]);
+    }
+    if (!(seen & 1u << kIpAddrCount)) s.ipAddrCount = trueCount;
   }
 
-  void ipAddrs(const Value& v, std::map<Lirex::IpAddr, bool>& out) {
-    object(v);
-    U32 trueCount = 0;
-    for (const Json::Member& m : v.members()) {
-      Step step(keys_, m.key);
-      Lirex::IpAddr addr;
-      try {
-        addr = Lirex::strepToValue<Lirex::IpAddr>(m.key);
-      } catch (const Kiv::RangeException& e) {
-        fail(e.message());
-      }
-      const bool up = boolean(m.value);
-      out[addr] = up;
-      trueCount += up ? 1 : 0;
+  void upSince(double& out) {
+    expect(Kind::Number, "a number");
+    const Cursor::Number n = in_.readNumber();
+    if (!std::isfinite(n.value) || n.value < 0) {
+      fail(String8(n.text) + " is not a time (expected seconds since the epoch, or 0)");
     }
+    out = n.value + 0.0;  // -0 reads as 0
+  }
+
+  // Returns how many addresses are true.
+  U32 ipAddrs(std::map<Lirex::IpAddr, bool>& out) {
+    U32 trueCount = 0;
+    keyed(
+        out, [&](std::string_view name) { return strep<Lirex::IpAddr>(name); },
+        [&](auto& entry) {
+          entry.second = boolean();
+          trueCount += entry.second ? 1 : 0;
+        });
     if (trueCount > StateDocument::kMaxIpAddrCount) {
       fail(std::to_string(trueCount) + " addresses are true, more than the " +
            std::to_string(StateDocument::kMaxIpAddrCount) + " a virtual router can have");
     }
+    return trueCount;
   }
 
-  std::vector<std::string_view> keys_;
+  Cursor in_;
 };
 
 }  // namespace
 
 StateDocument parseStateDocument(std::string_view text, const Json::Limits& limits) {
-  Value root;
   try {
-    root = Json::parse(text, limits);
+    return Reader(text, limits).document();
   } catch (const Json::ParseError& e) {
     throw StateDocumentError(e);
+  } catch (const StateDocumentError&) {
+    // A wrong value is reported only for text that is JSON throughout: a half-written or
+    // garbled document says so, wherever its first wrong value was.
+    try {
+      Json::check(text, limits);
+    } catch (const Json::ParseError& e) {
+      throw StateDocumentError(e);
+    }
+    throw;
   }
-  return Reader().document(root);
 }
 
 }  // namespace Zentra

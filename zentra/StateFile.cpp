@@ -69,6 +69,7 @@ Kiv::String8 StateFile::read() const {
   }
   // A writer may still be appending, so the limit also bounds the reading.
   Kiv::String8 text;
+  text.reserve(static_cast<std::size_t>(st.st_size));
   char buffer[64 * 1024];
   while (true) {
     const ssize_t n = ::read(fd.get(), buffer, sizeof buffer);

@@ -41,9 +41,8 @@ struct StateRows {
   std::vector<AssoRow> asso;
 };
 
-// Raises Kiv::RangeException (the JSON parser's error included) on a document it cannot read.
-// It checks only what it needs: validating documents is the product's business, not the
-// baseline's.
+// Raises Kiv::RangeException (Zentra::StateDocumentError) on a document the daemon would
+// reject too, read by the daemon's own reader so that both serve the same documents.
 StateRows readStateRows(std::string_view json);
 StateRows loadStateRows(const char* path);
 

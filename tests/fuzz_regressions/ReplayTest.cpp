@@ -60,7 +60,6 @@ TEST_P(Replay, SeedCorpusPasses) {
 
 INSTANTIATE_TEST_SUITE_P(Fuzz, Replay,
                          testing::Values(Target{"fuzz_keys", FhrpFuzz::keys},
-                                         Target{"fuzz_json", FhrpFuzz::json},
                                          Target{"fuzz_snmp_request", FhrpFuzz::snmpRequest},
                                          Target{"fuzz_state_document", FhrpFuzz::stateDocument}),
                          [](const testing::TestParamInfo<Target>& info) {

@@ -1,200 +1,296 @@
-#include "zentra/StateDocument.h"
-
+// The state-document reader: the JSON faults it shares with Json::check (it reads with the
+// cursor and falls back to check), then the values it refuses and the defaults it fills in.
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <utility>
-#include <vector>
 
 #include "platform/Fhrp/VrrpConfig.h"
+#include "zentra/Json.h"
+#include "zentra/StateDocument.h"
 
 namespace Zentra {
 namespace {
 
-using Lirex::IntfId;
-using Lirex::IpAddr;
-using Routing::Fhrp::FhrpState;
+using Json::Limits;
+using Json::ParseError;
 
-const char* const kRealistic = R"({
-  "interfaces": { "Ethernet1": { "ifIndex": 1 }, "Vlan20": { "ifIndex": 2147483647 } },
-  "ip":         { "Ethernet1": { "activeAddrWithMask": "192.0.2.2/24" } },
-  "vrrpConfig": {
-    "Ethernet1": {
-      "5":   { "version": 2, "priority": 0, "preempt": false, "adminState": "disabled",
-               "authType": "simpleTextPassword", "authKey": "s3cret",
-               "advertisementInterval": 65535 },
-      "255": { "version": 4294967295 } },
-    "Vlan20": {} },
-  "vrrpStatus": {
-    "Ethernet1": {
-      "5": { "state": "master", "priority": 255, "srcAddr": "192.0.2.2",
-             "virtualMacAddr": "00:00:5E:00:01:05",
-             "ipAddrs": { "192.0.2.1": true, "192.0.2.9": false, "192.0.2.10": true },
-             "upSince": 1763760000.25 },
-      "1": { "state": "backup", "priority": 0, "srcAddr": "192.0.2.3",
-             "virtualMacAddr": "00:00:5e:00:01:01", "ipAddrs": {}, "ipAddrCount": 7,
-             "upSince": -0 } } }
-})";
-
-TEST(StateDocument, RealisticDocumentReadsIntoPlainValues) {
-  const StateDocument doc = parseStateDocument(kRealistic);
-  EXPECT_EQ(doc.interfaces,
-            (std::map<IntfId, U32>{{IntfId("Ethernet1"), 1}, {IntfId("Vlan20"), 0x7fffffff}}));
-  EXPECT_EQ(doc.ip.at(IntfId("Ethernet1")), Lirex::IpAddrWithMask(IpAddr(192, 0, 2, 2), 24));
-  EXPECT_TRUE(doc.vrrpConfig.at(IntfId("Vlan20")).empty());
-
-  const auto& configs = doc.vrrpConfig.at(IntfId("Ethernet1"));
-  const StateDocument::VirtualRouterConfig five{2,
-                                                0,
-                                                false,
-                                                Interface::IntfEnabledState::disabled,
-                                                Lirex::VrrpAuthType::simpleTextPassword,
-                                                "s3cret",
-                                                65535};
-  EXPECT_EQ(configs.at(5), five);
-  EXPECT_EQ(configs.at(255).version, 4294967295u);
-
-  const auto& master = doc.vrrpStatus.at(IntfId("Ethernet1")).at(5);
-  EXPECT_EQ(master.state, FhrpState::master);
-  EXPECT_EQ(master.srcAddr, IpAddr(192, 0, 2, 2));
-  EXPECT_EQ(Lirex::valueToStrep(master.virtualMacAddr), "00:00:5e:00:01:05");
-  EXPECT_EQ(master.ipAddrs, (std::map<IpAddr, bool>{{IpAddr(192, 0, 2, 1), true},
-                                                    {IpAddr(192, 0, 2, 9), false},
-                                                    {IpAddr(192, 0, 2, 10), true}}));
-  EXPECT_EQ(master.ipAddrCount, 2u) << "defaults to the number of true entries";
-  EXPECT_DOUBLE_EQ(master.upSince, 1763760000.25);
-  const auto& backup = doc.vrrpStatus.at(IntfId("Ethernet1")).at(1);
-  EXPECT_EQ(backup.ipAddrCount, 7u) << "an explicit count wins";
-  EXPECT_FALSE(std::signbit(backup.upSince));
+ParseError checkError(std::string_view text, const Limits& limits = {}) {
+  try {
+    Json::check(text, limits);
+  } catch (const ParseError& error) {
+    return error;
+  }
+  ADD_FAILURE() << "valid: " << text;
+  return ParseError(0, 0, "", "");
 }
 
-TEST(StateDocument, AbsentMembersMeanAbsentRecordsOrRecordDefaults) {
-  EXPECT_EQ(parseStateDocument(R"({"interfaces": {}, "vrrpStatus": {}})"), StateDocument());
+StateDocumentError documentError(std::string_view text, const Limits& limits = {}) {
+  try {
+    parseStateDocument(text, limits);
+  } catch (const StateDocumentError& error) {
+    return error;
+  }
+  ADD_FAILURE() << "accepted: " << text;
+  return StateDocumentError("", "");
+}
+
+// Every member once, some of them written in unusual but valid ways.
+const std::string kDocument = R"({
+  "interfaces": { "Ethernet1": { "ifIndex": 1 }, "Vlan20": { "ifIndex": 2147483647 } },
+  "ip": { "Ethernet1": { "activeAddrWithMask": "192.0.2.2/24" } },
+  "vrrpConfig": { "Vlan20": {}, "Ethernet1": {
+    "5": { "version": 3, "priority": 0, "preempt": false, "adminState": "disabled",
+           "authType": "simpleTextPassword", "authKey": "s3\u0063ret", "advertisementInterval": 65535 },
+    "255": {} } },
+  "vrrpStatus": { "Ethernet1": {
+    "5": { "state": "master", "priority": 255, "srcAddr": "192.0.2.2",
+           "virtualMacAddr": "00:00:5E:00:01:05", "upSince": 1763760000.25,
+           "ipAddrs": { "192.0.2.1": true, "192.0.2.9": false, "192.0.2.10": true } },
+    "1": { "state": "backup", "priority": 0, "srcAddr": "192.0.2.3",
+           "virtualMacAddr": "00:00:5e:00:01:01", "ipAddrs": {}, "ipAddrCount": 7 } } }
+})";
+
+struct ErrorCase {
+  std::string text;
+  std::size_t line, column;
+  std::string path, reason;
+};
+
+// Each fault is reported by check and, as the same syntax error, by the state-document reader,
+// whether the reader meets it itself or stops at a wrong value first.
+TEST(JsonSyntax, ErrorsSayWhereAndWhy) {
+  std::string sixteen;
+  for (int i = 0; i < 20; ++i) sixteen += "\"k" + std::to_string(i) + "\": 0, ";
+  const ErrorCase cases[] = {
+      {"{\n  \"vrrpStatus\": {\n    \"Ethernet1\": {\"5\": 1 \"x\"}\n  }\n}", 3, 26,
+       "$.vrrpStatus.Ethernet1", R"(expected ',' or '}', found '"')"},
+      {R"({"a": [1, 2, {"b": [true, fals]}]})", 1, 27, "$.a[2].b[1]",
+       "unknown literal, expected true, false or null"},
+      {R"({"x y": {"k" 1}})", 1, 14, R"($["x y"].k)", "expected ':', found '1'"},
+      {"{\"ip\": {},\n}", 1, 10, "$", "trailing comma before '}'"},
+      {"{\"a\": 1, 2}", 1, 10, "$", "expected a member name in double quotes, found '2'"},
+      {"[NaN]", 1, 2, "$[0]", "expected a value, found 'N'"},
+      {"[1,\f2]", 1, 4, "$[1]", "expected a value, found byte 0x0C"},
+      {" \r\n\t ", 2, 3, "$", "expected a value, found end of document"},
+      {"\xEF\xBB\xBF[1,]", 1, 3, "$", "trailing comma before ']'"},
+      // Columns count characters: the 'x' is the seventh character but the eighth byte.
+      {"[\"\xC3\xA9\", x]", 1, 7, "$[1]", "expected a value, found 'x'"},
+      {R"({"interfaces": {"e1": {"ifIndex": 01}}})", 1, 35, "$.interfaces.e1.ifIndex",
+       "leading zeros are not allowed in numbers"},
+      {"[1e+]", 1, 5, "$[0]", "expected a digit in the exponent, found ']'"},
+      {"[-1e99999999999999999999]", 1, 2, "$[0]", "number is too large for a double"},
+      {"[1797693134862316e293]", 1, 2, "$[0]", "number is too large for a double"},
+      // Overlong, an encoded surrogate, a sequence cut short.
+      {"[\"a\xC0\xAF\"]", 1, 4, "$[0]", "invalid UTF-8 in string"},
+      {"{\"a\xED\xA0\x80\": 1}", 1, 4, "$", "invalid UTF-8 in string"},
+      {"[\"\xE2\x82\"]", 1, 3, "$[0]", "invalid UTF-8 in string"},
+      {"{\"ip\": {\"ab", 1, 9, "$.ip", "unterminated string"},
+      {"[\"a\tb\"]", 1, 4, "$[0]", "control character U+0009 must be escaped in a string"},
+      {R"(["\x"])", 1, 3, "$[0]", "invalid escape '\\' followed by 'x'"},
+      {R"(["\u12G4"])", 1, 3, "$[0]", "'\\u' must be followed by four hexadecimal digits"},
+      {R"(["\uD83D\u0041"])", 1, 3, "$[0]",
+       "UTF-16 high surrogate without a low surrogate after it"},
+      {R"(["\uDE00"])", 1, 3, "$[0]", "UTF-16 low surrogate without a high surrogate before it"},
+      // Repeated keys in each kind of object the reader knows, compared after decoding, and in
+      // objects only check reads, small and large.
+      {R"({"ip": {}, "\u0069p": {}})", 1, 12, "$", R"(duplicate key "ip")"},
+      {R"({"vrrpConfig": {"e": {"1": {}, "1": {}}}})", 1, 32, "$.vrrpConfig.e",
+       R"(duplicate key "1")"},
+      {R"({"vrrpConfig": {"e": {"1": {"priority": 1, "priority": 2}}}})", 1, 44,
+       R"($.vrrpConfig.e["1"])", R"(duplicate key "priority")"},
+      {R"({"vrrpStatus": {"e": {"1": {"ipAddrs": {"1.2.3.4": true, "1.2.3.4": true}}}}})", 1, 58,
+       R"($.vrrpStatus.e["1"].ipAddrs)", R"(duplicate key "1.2.3.4")"},
+      {R"({"x": {"k": 1, "\u006b": 2}})", 1, 16, "$.x", R"(duplicate key "k")"},
+      {"{" + sixteen + R"("k3": 0, "x" 1})", 1, 192, "$", R"(duplicate key "k3")"},
+      // A wrong value first: the syntax error still wins.
+      {R"({"ip": 5, "x": [}])", 1, 17, "$.x[0]", "expected a value, found '}'"},
+      {R"({"ip": 5, "ip": {}})", 1, 11, "$", R"(duplicate key "ip")"},
+  };
+  for (const ErrorCase& expected : cases) {
+    SCOPED_TRACE(expected.text);
+    const ParseError error = checkError(expected.text);
+    EXPECT_EQ(error.line(), expected.line);
+    EXPECT_EQ(error.column(), expected.column);
+    EXPECT_EQ(error.path(), expected.path);
+    EXPECT_EQ(error.reason(), expected.reason);
+    const StateDocumentError asDocument = documentError(expected.text);
+    EXPECT_TRUE(asDocument.isSyntaxError());
+    EXPECT_EQ(asDocument.message(), error.message());
+  }
+  EXPECT_STREQ(checkError("{\n \"a\": [1 2]}").what(),
+               "line 2, column 10 (at $.a): expected ',' or ']', found '2'");
+}
+
+TEST(JsonLimits, DepthSizeAndStringLength) {
+  const ParseError deep = checkError(std::string(100000, '['));  // no recursion on depth
+  EXPECT_EQ(deep.column(), 65u);
+  EXPECT_EQ(deep.reason(), "nesting exceeds the depth limit of 64");
+  EXPECT_NO_THROW(Json::check(std::string(64, '[') + std::string(64, ']')));
+  EXPECT_EQ(documentError(R"({"ip": {}})", Limits{.maxDepth = 1}).path(), "$.ip");
+
+  EXPECT_NO_THROW(Json::check("[1,2,3,45]", Limits{.maxDocumentBytes = 10}));
+  EXPECT_EQ(documentError("[1,2,3,456]", Limits{.maxDocumentBytes = 10}).reason(),
+            "document of 11 bytes exceeds the size limit of 10 bytes");
+
+  const Limits four{.maxStringBytes = 4};
+  EXPECT_NO_THROW(Json::check(R"(["abcd", "\u00e9\u00e9", 1234])", four));
+  for (const char* text :
+       {R"("\u00e9\u00e9a")", "\"\xC3\xA9\xC3\xA9x\"", R"({"ip": {"abcde": {}}})"}) {
+    EXPECT_EQ(documentError(text, four).reason(), "string longer than the length limit of 4 bytes")
+        << text;
+  }
+  EXPECT_EQ(checkError("[12345]", four).reason(),
+            "number longer than the string length limit of 4 bytes");
+}
+
+std::string config(const std::string& members) {
+  return R"({"vrrpConfig": {"e1": {"1": {)" + members + "}}}}";
+}
+
+TEST(JsonStrings, EscapesDecodeToUtf8) {
+  const auto authKey = [](const std::string& text) {
+    return parseStateDocument(config(R"("authKey": )" + text))
+        .vrrpConfig.at(Lirex::IntfId("e1"))
+        .at(1)
+        .authKey;
+  };
+  EXPECT_EQ(authKey(R"("\"\\\/\b\f\n\r\t")"), "\"\\/\b\f\n\r\t");
+  EXPECT_EQ(authKey(R"("\u0041\u00E9\u20ac\uD83D\uDE00")"),
+            "A\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80");
+  EXPECT_EQ(authKey(R"("a\u0000b")"), std::string("a\0b", 3));
+}
+
+TEST(JsonNumbers, DoublesKeepTheirValueAndSign) {
+  const auto upSince = [](const std::string& number) {
+    std::string text = kDocument;
+    text.replace(text.find("1763760000.25"), 13, number);
+    return parseStateDocument(text).vrrpStatus.at(Lirex::IntfId("Ethernet1")).at(5).upSince;
+  };
+  EXPECT_FALSE(std::signbit(upSince("-0.000001e-400")));
+  EXPECT_DOUBLE_EQ(upSince("1.7976931348623157e308"), 1.7976931348623157e308);
+  EXPECT_DOUBLE_EQ(upSince("17637600002E-1"), 1763760000.2);
+  EXPECT_DOUBLE_EQ(upSince("123456789012345678901234567890"), 1.2345678901234568e29);
+}
+
+// A half-written document must fail as one, wherever it was cut, and not for its values.
+TEST(JsonDocuments, EveryTruncationIsASyntaxError) {
+  for (std::size_t length = 0; length < kDocument.size(); ++length) {
+    const StateDocumentError error = documentError(std::string_view(kDocument).substr(0, length));
+    EXPECT_TRUE(error.isSyntaxError()) << length << ": " << error.message();
+  }
+  EXPECT_NO_THROW(parseStateDocument(kDocument));
+}
+
+using Lirex::IntfId;
+using Lirex::IpAddr;
+
+TEST(StateDocument, ReadsEveryMemberAndDefaultsTheAbsentOnes) {
+  const StateDocument doc = parseStateDocument(kDocument);
+  const IntfId eth1("Ethernet1");
+  StateDocument expected;
+  expected.interfaces = {{eth1, 1}, {IntfId("Vlan20"), 0x7fffffff}};
+  expected.ip[eth1] = Lirex::IpAddrWithMask(IpAddr(192, 0, 2, 2), 24);
+  expected.vrrpConfig[IntfId("Vlan20")];
+  expected.vrrpConfig[eth1][5] = {3,
+                                  0,
+                                  false,
+                                  Interface::IntfEnabledState::disabled,
+                                  Lirex::VrrpAuthType::simpleTextPassword,
+                                  "s3cret",
+                                  65535};
+  expected.vrrpConfig[eth1][255] = {};
+  auto& master = expected.vrrpStatus[eth1][5];
+  master = {
+      Routing::Fhrp::FhrpState::master,
+      255,
+      IpAddr(192, 0, 2, 2),
+      Lirex::strepToValue<Lirex::EthAddr>("00:00:5e:00:01:05"),
+      {{IpAddr(192, 0, 2, 1), true}, {IpAddr(192, 0, 2, 9), false}, {IpAddr(192, 0, 2, 10), true}},
+      2,  // when absent, the number of true entries
+      1763760000.25};
+  expected.vrrpStatus[eth1][1] = {Routing::Fhrp::FhrpState::backup,
+                                  0,
+                                  IpAddr(192, 0, 2, 3),
+                                  Lirex::strepToValue<Lirex::EthAddr>("00:00:5e:00:01:01"),
+                                  {},
+                                  7,
+                                  0.0};
+  EXPECT_EQ(doc, expected);
+
+  // The absent members of a configuration take the record's own defaults.
   const Routing::Fhrp::VrrpVirtualRouterConfig record(1);
-  const auto c =
-      parseStateDocument(R"({"vrrpConfig": {"e1": {"1": {}}}})").vrrpConfig.at(IntfId("e1")).at(1);
+  const auto& c = expected.vrrpConfig[eth1][255];
   EXPECT_EQ(std::tie(c.version, c.priority, c.preempt, c.adminState, c.authType, c.authKey,
                      c.advertisementInterval),
             std::tie(record.version(), record.priority(), record.preempt(), record.adminState(),
                      record.authType(), record.authKey(), record.advertisementInterval()));
 }
 
-// Virtual router 5 of Ethernet1 with a complete status, `changes` replacing members (or
-// removing them, given an empty value).
-std::string status5(const std::vector<std::pair<std::string, std::string>>& changes) {
-  std::vector<std::pair<std::string, std::string>> members = {
-      {"state", R"("master")"},
-      {"priority", "1"},
-      {"srcAddr", R"("192.0.2.2")"},
-      {"virtualMacAddr", R"("00:00:5e:00:01:05")"},
-      {"ipAddrs", "{}"}};
-  for (const auto& change : changes) {
-    std::erase_if(members, [&](const auto& m) { return m.first == change.first; });
-    if (!change.second.empty()) members.push_back(change);
-  }
-  std::string text;
-  for (const auto& [key, value] : members)
-    text += (text.empty() ? "\"" : ", \"") + key + "\": " + value;
-  return R"({"vrrpStatus": {"Ethernet1": {"5": {)" + text + "}}}}";
+// Router 5 of e1's status: value faults are found before the members it lacks.
+std::string status(const std::string& members) {
+  return R"({"vrrpStatus": {"e1": {"5": {)" + members + "}}}}";
 }
 
 TEST(StateDocument, EveryRejectionNamesThePathAndTheReason) {
-  const std::vector<std::pair<std::string, std::string>> cases = {
+  std::string addrs = R"("10.0.1.0": true)";
+  for (int i = 1; i < 256; ++i) addrs += R"(, "10.0.0.)" + std::to_string(i) + R"(": true)";
+  const std::pair<std::string, std::string> cases[] = {
       {"[]", "$: expected an object, got an array"},
       {R"({"vrrpStatuss": {}})",
        R"($.vrrpStatuss: unknown member "vrrpStatuss" (expected interfaces, ip, vrrpConfig or )"
        R"(vrrpStatus))"},
-      {R"({"ip": {"e1": "192.0.2.1/24"}})", "$.ip.e1: expected an object, got a string"},
       {R"({"ip": {"e1": {}}})", R"($.ip.e1: missing member "activeAddrWithMask")"},
       {R"({"ip": {"e1": {"activeAddrWithMask": "192.0.2.1"}}})",
        "$.ip.e1.activeAddrWithMask: bad IPv4 address with mask '192.0.2.1': expected '/'"},
       {R"({"interfaces": {"e1": {"ifIndex": "1"}}})",
        "$.interfaces.e1.ifIndex: expected an integer, got a string"},
-      {R"({"interfaces": {"e1": {"ifIndex": 0}}})",
-       "$.interfaces.e1.ifIndex: 0 is out of range 1..2147483647"},
-      {R"({"interfaces": {"e1": {"ifIndex": 2147483648}}})", "2147483648 is out of range"},
-      {R"({"interfaces": {"e1": {"ifIndex": 99999999999999999999}}})",
-       "99999999999999999999 is out of range"},
-      {R"({"interfaces": {"e1": {"ifIndex": 1.0}}})", "ifIndex: expected an integer, got 1.0"},
-      {R"({"interfaces": {"e1": {"ifIndex": 1, "mtu": 1}}})",
-       R"($.interfaces.e1.mtu: unknown member "mtu" (expected ifIndex))"},
+      {R"({"interfaces": {"e1": {"ifIndex": 2147483648}}})",
+       "$.interfaces.e1.ifIndex: 2147483648 is out of range 1..2147483647"},
       {R"({"interfaces": {"e1": {"ifIndex": 3}, "e2": {"ifIndex": 3}}})",
        R"($.interfaces.e2.ifIndex: ifIndex 3 is already the ifIndex of "e1")"},
+      {R"({"ip": {"\u0065 1": {}}})",
+       R"($.ip["e 1"]: interface name "e 1" contains white space or a control character)"},
       {R"({"interfaces": {"": {"ifIndex": 1}}})", R"($.interfaces[""]: empty interface name)"},
-      {R"({"ip": {"Ethernet 1": {}}})",
-       R"($.ip["Ethernet 1"]: interface name "Ethernet 1" contains white space)"},
       {R"({"vrrpConfig": {"e1": {"0": {}}}})",
        R"($.vrrpConfig.e1["0"]: bad virtual router id "0" (expected a decimal number 1..255 )"
        R"(without sign or leading zeros))"},
-      {R"({"vrrpConfig": {"e1": []}})", "$.vrrpConfig.e1: expected an object, got an array"},
-      {R"({"vrrpConfig": {"e1": {"5": {"prio": 1}}}})",
-       R"($.vrrpConfig.e1["5"].prio: unknown member "prio" (expected version, priority, preempt, )"
+      {config(R"("prio": 1)"),
+       R"($.vrrpConfig.e1["1"].prio: unknown member "prio" (expected version, priority, preempt, )"
        R"(adminState, authType, authKey or advertisementInterval))"},
-      {R"({"vrrpConfig": {"e1": {"5": {"version": 0}}}})",
-       R"($.vrrpConfig.e1["5"].version: 0 is out of range 1..4294967295)"},
-      {R"({"vrrpConfig": {"e1": {"5": {"priority": 256}}}})", "256 is out of range 0..255"},
-      {R"({"vrrpConfig": {"e1": {"5": {"preempt": 1}}}})",
-       R"(["5"].preempt: expected true or false, got a number)"},
-      {R"({"vrrpConfig": {"e1": {"5": {"adminState": "up"}}}})",
-       R"(["5"].adminState: unknown adminState "up" (expected enabled or disabled))"},
-      {R"({"vrrpConfig": {"e1": {"5": {"authType": "md5"}}}})",
-       R"(["5"].authType: unknown authType "md5" (expected noAuthentication, )"
+      {config(R"("version": 4294967296)"), R"(["1"].version: 4294967296 is out of range 1..)"},
+      {config(R"("priority": 256)"), "256 is out of range 0..255"},
+      {config(R"("adminState": "up")"),
+       R"(["1"].adminState: unknown adminState "up" (expected enabled or disabled))"},
+      {config(R"("authType": "md5")"),
+       R"(["1"].authType: unknown authType "md5" (expected noAuthentication, )"
        R"(simpleTextPassword or ipAuthenticationHeader))"},
-      {R"({"vrrpConfig": {"e1": {"5": {"authKey": 7}}}})",
-       R"(["5"].authKey: expected a string, got a number)"},
-      {R"({"vrrpConfig": {"e1": {"5": {"advertisementInterval": 0}}}})",
-       R"(["5"].advertisementInterval: 0 is out of range 1..65535)"},
-      {status5({{"state", R"("mastr")"}}),
-       R"($.vrrpStatus.Ethernet1["5"].state: unknown state "mastr" (expected master, backup or )"
+      {config(R"("authKey": 7)"), R"(["1"].authKey: expected a string, got a number)"},
+      {status(R"("state": "mastr")"),
+       R"($.vrrpStatus.e1["5"].state: unknown state "mastr" (expected master, backup or )"
        R"(initialize))"},
-      {status5({{"priority", ""}}), R"($.vrrpStatus.Ethernet1["5"]: missing member "priority")"},
-      {status5({{"srcAddr", R"("1.2.3")"}}),
-       R"(["5"].srcAddr: bad IPv4 address '1.2.3': expected 4 octets)"},
-      {status5({{"virtualMacAddr", R"("00:00:5e:00:01")"}}),
+      {status(R"("state": "master")"), R"($.vrrpStatus.e1["5"]: missing member "priority")"},
+      {status(R"("preempt": true)"), R"(["5"].preempt: unknown member "preempt")"},
+      {status(R"("virtualMacAddr": "00:00:5e:00:01")"),
        R"(["5"].virtualMacAddr: bad Ethernet address '00:00:5e:00:01')"},
-      {status5({{"ipAddrs", R"(["1.2.3.5"])"}}),
-       R"(["5"].ipAddrs: expected an object, got an array)"},
-      {status5({{"ipAddrs", R"({"1.2.3.05": true})"}}),
+      {status(R"("ipAddrs": {"1.2.3.05": true})"),
        R"(["5"].ipAddrs["1.2.3.05"]: bad IPv4 address '1.2.3.05': octet '05' has a leading )"},
-      {status5({{"ipAddrs", R"({"1.2.3.5": "true"})"}}),
+      {status(R"("ipAddrs": {"1.2.3.5": "true"})"),
        R"(["5"].ipAddrs["1.2.3.5"]: expected true or false, got a string)"},
-      {status5({{"ipAddrCount", "256"}}), R"(["5"].ipAddrCount: 256 is out of range 0..255)"},
-      {status5({{"upSince", "-1.5"}}),
+      {status(R"("ipAddrs": {)" + addrs + "}"),
+       "256 addresses are true, more than the 255 a virtual router can have"},
+      {status(R"("upSince": -1.5)"),
        R"(["5"].upSince: -1.5 is not a time (expected seconds since the epoch, or 0))"},
-      {status5({{"upSince", "null"}}), R"(["5"].upSince: expected a number, got null)"},
-      {status5({{"preempt", "true"}}), R"(["5"].preempt: unknown member "preempt")"},
+      {status(R"("upSince": null)"), R"(["5"].upSince: expected a number, got null)"},
   };
   for (const auto& [text, expected] : cases) {
-    SCOPED_TRACE(text);
-    try {
-      parseStateDocument(text);
-      ADD_FAILURE() << "accepted";
-    } catch (const StateDocumentError& e) {
-      EXPECT_FALSE(e.isSyntaxError());
-      EXPECT_NE(e.message().find(expected), std::string::npos) << e.message();
-      EXPECT_EQ(e.message(), e.path() + ": " + e.reason());
-    }
+    const StateDocumentError e = documentError(text);
+    EXPECT_FALSE(e.isSyntaxError()) << text;
+    EXPECT_NE(e.message().find(expected), std::string::npos) << e.message();
+    EXPECT_EQ(e.message(), e.path() + ": " + e.reason());
   }
-  for (const char* id : {"256", "05", "+5", "-1", "1000", "", " 5", "five"}) {
+  for (const char* id : {"256", "05", "+5", "-1", "", " 5", "five"}) {
     const std::string text = R"({"vrrpConfig": {"e1": {")" + std::string(id) + R"(": {}}}})";
     EXPECT_THROW(parseStateDocument(text), StateDocumentError) << id;
-  }
-  std::string addrs = R"("10.0.1.0": true)";
-  for (int i = 1; i < 256; ++i) addrs += R"(, "10.0.0.)" + std::to_string(i) + R"(": true)";
-  EXPECT_THROW(parseStateDocument(status5({{"ipAddrs", "{" + addrs + "}"}})), StateDocumentError)
-      << "a virtual router has at most 255 addresses";
-}
-
-TEST(StateDocument, SyntaxErrorsKeepTheirPosition) {
-  try {
-    parseStateDocument("{\n  \"ip\": {\n    \"e1\": {,}\n}");
-    ADD_FAILURE() << "accepted";
-  } catch (const StateDocumentError& e) {
-    EXPECT_TRUE(e.isSyntaxError());
-    EXPECT_EQ(e.line(), 3u);
-    EXPECT_EQ(e.column(), 12u);
-    EXPECT_EQ(e.path(), "$.ip.e1");
-    EXPECT_EQ(e.message().rfind("line 3, column 12 (at $.ip.e1): ", 0), 0u) << e.message();
   }
 }
 

@@ -1,7 +1,0 @@
-// libFuzzer entry; the work is FhrpFuzz::json, shared with the regression test.
-#include "fuzz/Inputs.h"
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  FhrpFuzz::json(FhrpFuzz::asText(data, size));
-  return 0;
-}
