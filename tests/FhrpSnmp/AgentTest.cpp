@@ -38,29 +38,49 @@ struct AgentTest : World {
   }
 };
 
-TEST_F(AgentTest, HostWiresTheAgentByNameAndSameInputsKeepTheMachine) {
+TEST_F(AgentTest, HostCreatesAndWiresTheAgentByName) {
   ASSERT_TRUE(agent);
+  EXPECT_EQ(agent->name().str(), "fhrpSnmp");
+  EXPECT_FALSE(agent->vrrpMibSmDel());  // nothing to drop yet
+  EXPECT_TRUE(Kiv::TypeRegistry::instance().hasType("FhrpSnmp::VrrpMibSm"));
+  auto model = Kiv::newEntity("FhrpSnmp::VrrpMib", "vrrpMIB");
+  EXPECT_EQ(model->typeName(), "FhrpSnmp::VrrpMib");
+
   Kiv::attributeIs(*agent, "vrrpMib", Kiv::Ptr<Kiv::PtrInterface>(mib));
   EXPECT_EQ(agent->vrrpMib(), mib);
+  auto sm = wire(inputs());
+  ASSERT_TRUE(sm);
+  EXPECT_EQ(sm, agent->vrrpMibSm());
+  EXPECT_EQ(rows(), 3u);
+  EXPECT_EQ(FakeTrap::calls(), (std::vector<FakeTrap::Call>{{kOwn, 1, 5}}));
+  EXPECT_EQ(agent->attributeName(Agent::vrrpMibId), "vrrpMib");
+  EXPECT_EQ(agent->attributeName(Agent::vrrpMibSmId), "vrrpMibSm");
+  EXPECT_EQ(agent->attributeName(99), "unknown");
+
   PtrList swapped = inputs();
   std::swap(swapped[0], swapped[1]);
   EXPECT_THROW(Kiv::attributeIs(*agent, "vrrpMibSm", swapped), Kiv::RangeException);
-  auto sm = wire(inputs());
-  ASSERT_TRUE(sm);
-  EXPECT_EQ(rows(), 3u);
-  EXPECT_EQ(FakeTrap::calls(), (std::vector<FakeTrap::Call>{{kOwn, 1, 5}}));
-  EXPECT_EQ(wire(inputs()), sm);
+  EXPECT_EQ(agent->vrrpMibSm(), sm);
+}
 
-  // Other inputs rebuild the machine; the rows stay, even once the old machine is gone.
+TEST_F(AgentTest, SameInputsKeepTheMachineOtherInputsRebuildItAndLeaveRows) {
+  auto sm = wire(inputs());
+  EXPECT_EQ(wire(inputs()), sm);
+  EXPECT_EQ(trace.count("Creating VrrpMibEntrySm"), 1u);
+
   auto otherIp = Kiv::make<Ip::Status>();
   auto rebuilt = wire(inputs(otherIp));
   EXPECT_NE(rebuilt, sm);
-  sm = nullptr;
+  EXPECT_EQ(rows(), 3u);
+  EXPECT_EQ(trace.count("Deleting"), 0u);
+  sm = nullptr;  // the old machine is gone for good; its rows are not
   EXPECT_EQ(rows(), 3u);
   EXPECT_EQ(rebuilt->vrrpMibEntrySm(VrrpMibEntrySmId(eth1, 5))->physicalIpAddr(), IpAddr());
+
   auto held = agent->vrrpMibSmDel();
   EXPECT_EQ(held, rebuilt);
   EXPECT_FALSE(held->notificationActive());
+  EXPECT_FALSE(agent->vrrpMibSmDel());
   EXPECT_FALSE(agent->vrrpMibSm());
 }
 

@@ -1,10 +1,7 @@
 #pragma once
 // The input records of the mirroring machines, built and changed through their
 // own setters, a model to fill, and a capture of the machines' trace lines.
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <string>
 
 #include "FhrpSnmp/VrrpMibSm.h"
 #include "kiv/Exception.h"
@@ -19,12 +16,15 @@ using Routing::Fhrp::FhrpState;
 using Routing::Fhrp::VirtualRouterStatusV4;
 using Routing::Fhrp::VrrpVirtualRouterConfig;
 
-// What a mutator of FhrpSnmp::<owner> says, verbatim (closing quote included), to a caller
-// that hands it a null record for <attr>.
-inline auto refusesNull(const std::string& owner, const std::string& attr) {
-  return ::testing::ThrowsMessage<Kiv::RangeException>(
-      "null _" + attr + " parameter to mutator for FhrpSnmp::" + owner + "::" + attr +
-      " not allowed\"");
+// The message of the range error that call raises.
+template <class Call>
+std::string rangeError(Call call) {
+  try {
+    call();
+  } catch (const Kiv::RangeException& e) {
+    return e.message();
+  }
+  return "(no error)";
 }
 
 struct World : ::testing::Test {

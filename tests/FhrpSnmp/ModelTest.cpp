@@ -1,7 +1,7 @@
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "FhrpSnmp/VrrpMib.h"
+#include "kiv/Clock.h"
 #include "kiv/Exception.h"
 
 namespace {
@@ -10,32 +10,82 @@ using FhrpSnmp::VrrpIndex;
 using FhrpSnmp::VrrpIpIndex;
 using Lirex::IpAddr;
 
-// The tables are walked in this order, so it is the order a manager sees.
+template <class T>
+std::string parseError(const std::string& text) {
+  try {
+    FhrpSnmp::strepToValue<T>(text);
+  } catch (const Kiv::RangeException& e) {
+    return e.message();
+  }
+  return "(parsed)";
+}
+
 TEST(VrrpIndexTest, OrdersFieldByFieldWithDeclaredSignedness) {
   EXPECT_LT(VrrpIndex(-1, 5), VrrpIndex(0, 0));
   EXPECT_LT(VrrpIndex(1, 1), VrrpIndex(1, 4294967295u));
   EXPECT_LT(VrrpIpIndex(1, 1, IpAddr(10, 0, 0, 2)), VrrpIpIndex(1, 1, IpAddr(10, 0, 1, 0)));
+  // The address is consulted only when ifIndex and vrId tie.
   EXPECT_LT(VrrpIpIndex(1, 9, IpAddr(255, 0, 0, 0)), VrrpIpIndex(2, 0, IpAddr(0, 0, 0, 1)));
+  EXPECT_TRUE(VrrpIndex(3, 4) <= VrrpIndex(3, 4) && VrrpIndex(3, 4) >= VrrpIndex(3, 4));
+  EXPECT_NE(VrrpIndex(3, 4), VrrpIndex(3, 5));
 }
 
-// Keys show in traces in this form; its parser's round trip is the fuzz target's business.
-TEST(VrrpIndexTest, TextForm) {
-  EXPECT_EQ(FhrpSnmp::valueToStrep(VrrpIndex(-2147483647 - 1, 4294967295u)),
-            "Value('FhrpSnmp::VrrpIndex', ** {'ifIndex': -2147483648, 'vrId': 4294967295})");
-  // Attributes in any order, missing ones default, the last of a repeated one wins.
-  EXPECT_EQ(
-      FhrpSnmp::strepToValue<VrrpIpIndex>(
-          " Value ( 'FhrpSnmp::VrrpIpIndex' , ** { 'vrId' : 3 , 'ifIndex': 7, 'vrId': 2 } ) "),
-      VrrpIpIndex(7, 2, IpAddr()));
-  EXPECT_THROW(FhrpSnmp::strepToValue<VrrpIndex>("Value('FhrpSnmp::VrrpIndex', ** {'IfIndex': 1})"),
-               Kiv::RangeException);
+TEST(VrrpIndexTest, TextFormsRoundTrip) {
+  EXPECT_EQ(FhrpSnmp::valueToStrep(VrrpIndex(1000001, 7)),
+            "Value('FhrpSnmp::VrrpIndex', ** {'ifIndex': 1000001, 'vrId': 7})");
+  for (VrrpIndex v : {VrrpIndex(-2147483647 - 1, 4294967295u), VrrpIndex(-1, 0), VrrpIndex()}) {
+    EXPECT_EQ(FhrpSnmp::strepToValue<VrrpIndex>(FhrpSnmp::valueToStrep(v)), v);
+  }
+  VrrpIpIndex ip(-5, 255, IpAddr(192, 0, 2, 1));
+  std::ostringstream os;
+  os << ip;
+  EXPECT_EQ(os.str(), FhrpSnmp::valueToStrep(ip));
+  EXPECT_EQ(FhrpSnmp::strepToValue<VrrpIpIndex>(os.str()), ip);
+}
+
+TEST(VrrpIndexTest, ParserAcceptsAnyOrderAndDefaultsTheAddress) {
+  auto v = FhrpSnmp::strepToValue<VrrpIpIndex>(
+      "Value('FhrpSnmp::VrrpIpIndex', ** {'vrId': 3, 'ifIndex': 7})");
+  EXPECT_EQ(v, VrrpIpIndex(7, 3, IpAddr()));
+  EXPECT_EQ(FhrpSnmp::strepToValue<VrrpIndex>("Value('FhrpSnmp::VrrpIndex', ** {})"), VrrpIndex());
+  EXPECT_EQ(FhrpSnmp::strepToValue<VrrpIndex>(
+                "  Value ( 'FhrpSnmp::VrrpIndex' , ** { 'vrId' : 1 , 'vrId' : 2 } ) "),
+            VrrpIndex(0, 2));
+  // The parsing constructor stops right behind the value.
+  std::string two = "Value('FhrpSnmp::VrrpIndex', ** {'vrId': 1})Value(";
+  auto pos = two.cbegin();
+  VrrpIndex first(pos, two.cend());
+  EXPECT_EQ(std::string(pos, two.cend()), "Value(");
+}
+
+TEST(VrrpIndexTest, ParserErrorsSayWhatWasWrong) {
+  EXPECT_EQ(parseError<VrrpIndex>("Value('FhrpSnmp::VrrpIndex', ** {'ifIndex': 1"),
+            "premature end of value type VrrpIndex");
+  EXPECT_EQ(parseError<VrrpIpIndex>("Value('FhrpSnmp::VrrpIpIndex', ** {"),
+            "premature end of value type VrrpIpIndex");
+  EXPECT_EQ(parseError<VrrpIndex>("Value('FhrpSnmp::VrrpIndex', ** {'ipAddr': 1.2.3.4})"),
+            "VrrpIndex has no such attribute: ipAddr");
+  EXPECT_EQ(parseError<VrrpIndex>("Value('FhrpSnmp::VrrpIndex', ** {'IfIndex': 1})"),
+            "VrrpIndex has no such attribute: IfIndex");
+  std::string junk = "Value('FhrpSnmp::VrrpIndex', ** {'vrId': 1}) x";
+  EXPECT_EQ(parseError<VrrpIndex>(junk), "junk at column 45 deserializing " + junk);
+  EXPECT_NE(parseError<VrrpIndex>("Value('FhrpSnmp::VrrpIndex', ** {'ifIndex': 2147483648})")
+                .find("ifIndex"),
+            std::string::npos);
+  EXPECT_NE(parseError<VrrpIpIndex>("Value('FhrpSnmp::VrrpIpIndex', ** {'ipAddr': 1.2.3})")
+                .find("ipAddr"),
+            std::string::npos);
+  EXPECT_NE(parseError<VrrpIndex>("Value('FhrpSnmp::VrrpIpIndex', ** {})"), "(parsed)");
 }
 
 // Records the keys observers are told about, in order.
 struct Observer : FhrpSnmp::VrrpMib::NotifieeConst {
   using NotifieeConst::NotifieeConst;
   void onOperTable(const VrrpIndex& k) override { oper.push_back(k); }
-  std::vector<VrrpIndex> oper;
+  void onAssoIpAddrTable(const VrrpIpIndex& k) override { asso.push_back(k); }
+  void onRouterStatsTable(const VrrpIndex& k) override { stats.push_back(k); }
+  std::vector<VrrpIndex> oper, stats;
+  std::vector<VrrpIpIndex> asso;
 };
 
 struct VrrpMibTest : ::testing::Test {
@@ -47,46 +97,113 @@ struct VrrpMibTest : ::testing::Test {
       Kiv::make<Routing::Fhrp::VirtualRouterStatusV4>(5);
 };
 
-TEST_F(VrrpMibTest, IsFindsOrCreatesAndRefusesOtherRecordsForAnExistingRow) {
+TEST_F(VrrpMibTest, IsFindsOrCreatesAndCountsEveryCall) {
   auto row = mib->operTableIs(VrrpIndex(1, 5), config, status);
   EXPECT_EQ(mib->operTableIs(VrrpIndex(1, 5), config, status), row);
-  auto other = Kiv::make<Routing::Fhrp::VrrpVirtualRouterConfig>(5);
-  EXPECT_THAT([&] { mib->operTableIs(VrrpIndex(1, 5), other, status); },
-              ::testing::ThrowsMessage<Kiv::NameInUseException>(
-                  "Reinstantiating the pointer interface where constructor parameter attribute "
-                  "_config has a different value of " +
-                  Kiv::ptrToStrep(other) + " than the current value of " + Kiv::ptrToStrep(config) +
-                  " not allowed"));
-  EXPECT_THROW(mib->operTableIs(VrrpIndex(1, 5), config, nullptr), Kiv::NameInUseException);
-  EXPECT_EQ(mib->operTable(VrrpIndex(1, 5)), row);
   EXPECT_EQ(observer->oper, std::vector<VrrpIndex>{VrrpIndex(1, 5)});
-  EXPECT_EQ(mib->changeCount(), 2u);  // every successful call counts
+  EXPECT_EQ(mib->changeCount(), 2u);
+  EXPECT_EQ(mib->operTable(VrrpIndex(1, 5)), row);
+}
+
+TEST_F(VrrpMibTest, IsRefusesOtherRecordsForAnExistingRow) {
+  auto row = mib->operTableIs(VrrpIndex(1, 5), config, status);
+  auto otherConfig = Kiv::make<Routing::Fhrp::VrrpVirtualRouterConfig>(5);
+  try {
+    mib->operTableIs(VrrpIndex(1, 5), otherConfig, status);
+    FAIL();
+  } catch (const Kiv::NameInUseException& e) {
+    EXPECT_EQ(e.message(),
+              "Reinstantiating the pointer interface where constructor parameter attribute "
+              "_config has a different value of " +
+                  Kiv::ptrToStrep(otherConfig) + " than the current value of " +
+                  Kiv::ptrToStrep(config) + " not allowed");
+  }
+  try {
+    mib->operTableIs(VrrpIndex(1, 5), config, nullptr);
+    FAIL();
+  } catch (const Kiv::NameInUseException& e) {
+    EXPECT_NE(e.message().find("_status has a different value of null"), std::string::npos);
+  }
+  EXPECT_THROW(mib->routerStatsTableIs(VrrpIndex(1, 5), status).ptr() &&
+                   mib->routerStatsTableIs(VrrpIndex(1, 5), nullptr),
+               Kiv::NameInUseException);
+  EXPECT_EQ(mib->operTable(VrrpIndex(1, 5)), row);
+  EXPECT_EQ(mib->changeCount(), 2u);  // one operTableIs, one routerStatsTableIs
 }
 
 TEST_F(VrrpMibTest, NewReplacesSilentlyAndDeletesNotifyInKeyOrder) {
-  mib->operTableIs(VrrpIndex(1, 5), config, status)->masterIpAddrIs(IpAddr(10, 0, 0, 1));
+  auto old = mib->operTableIs(VrrpIndex(1, 5), config, status);
+  old->masterIpAddrIs(IpAddr(10, 0, 0, 1));
   auto fresh = mib->newOperTable(VrrpIndex(1, 5), config, status);
   EXPECT_EQ(mib->operTable(VrrpIndex(1, 5)), fresh);
   EXPECT_TRUE(fresh->masterIpAddr().isZero());
-  const auto count = mib->changeCount();
+  EXPECT_EQ(observer->oper.size(), 1u);
+
+  auto count = mib->changeCount();
   EXPECT_FALSE(mib->operTableDel(VrrpIndex(9, 9)));
   EXPECT_EQ(mib->changeCount(), count);
   mib->operTableIs(VrrpIndex(0, 2), config, status);
   mib->operTableIs(VrrpIndex(-3, 7), config, status);
   observer->oper.clear();
+  auto gone = mib->operTableDel(VrrpIndex(0, 2));
+  EXPECT_EQ(gone->index(), VrrpIndex(0, 2));  // still alive while held
+  mib->operTableIs(VrrpIndex(0, 2), config, status);
+  observer->oper.clear();
   mib->operTableDelAll();
   EXPECT_EQ(observer->oper,
             (std::vector<VrrpIndex>{VrrpIndex(-3, 7), VrrpIndex(0, 2), VrrpIndex(1, 5)}));
   EXPECT_TRUE(mib->operTableIter().atEnd());
+
+  mib->assoIpAddrTableIs(VrrpIpIndex(1, 5, IpAddr(1, 1, 1, 1)));
+  mib->assoIpAddrTableIs(VrrpIpIndex(1, 5, IpAddr(1, 1, 1, 1)));
+  mib->assoIpAddrTableDelAll();
+  EXPECT_EQ(observer->asso.size(), 2u);
 }
 
-// What the SNMP module cannot see: columns are read from the records when asked.
+TEST_F(VrrpMibTest, ObserverExceptionDoesNotReachTheCaller) {
+  struct Thrower : Observer {
+    using Observer::Observer;
+    void onOperTable(const VrrpIndex&) override { throw Kiv::RangeException("x"); }
+    void onNotificationException(Kiv::AttributeId id) override { seen = id; }
+    Kiv::AttributeId seen = 0;
+  };
+  auto thrower = Kiv::make<Thrower>(mib);
+  auto second = Kiv::make<Observer>(mib);
+  EXPECT_NO_THROW(mib->operTableIs(VrrpIndex(1, 5), config, status));
+  EXPECT_EQ(thrower->seen, FhrpSnmp::VrrpMib::operTableId);
+  EXPECT_EQ(second->oper.size(), 1u);
+}
+
 TEST_F(VrrpMibTest, RowsReadTheirRecordsLive) {
-  auto row = mib->operTableIs(VrrpIndex(1, 5), config, status);
-  status->priorityIs(90);
   config->advertisementIntervalIs(250);
-  EXPECT_EQ(row->priority(), 90u);
+  config->adminStateIs(Interface::IntfEnabledState::disabled);
+  status->priorityIs(120);
+  status->stateIs(Routing::Fhrp::FhrpState::backup);
+  auto row = mib->operTableIs(VrrpIndex(1, 5), config, status);
   EXPECT_EQ(row->advertisementInterval(), 2u);
+  EXPECT_EQ(row->advertisementInterval_(), 250u);
+  EXPECT_EQ(row->priority(), 120u);
+  status->priorityIs(90);
+  EXPECT_EQ(row->priority(), 90u);
+  EXPECT_EQ(row->fhrpState(), Routing::Fhrp::FhrpState::backup);
+  EXPECT_EQ(row->adminState(), Interface::IntfEnabledState::disabled);
+  EXPECT_TRUE(row->primaryIpAddr().isZero());
+
+  Kiv::clockIs([] { return 1000.0; });
+  EXPECT_EQ(row->totalVrUpTime(), 0.0);
+  status->upSinceIs(987.5);
+  EXPECT_EQ(row->totalVrUpTime(), 12.5);
+  Kiv::clockIs(nullptr);
+
+  auto bare = mib->operTableIs(VrrpIndex(2, 1), nullptr, nullptr);
+  EXPECT_EQ(bare->advertisementInterval(), 0u);
+  EXPECT_EQ(bare->priority(), 0u);
+  EXPECT_EQ(bare->fhrpState(), Routing::Fhrp::FhrpState::master);  // zero value of the state
+  EXPECT_EQ(bare->totalVrUpTime(), 0.0);
+  EXPECT_FALSE(bare->preempt());
+
+  auto stats = mib->routerStatsTableIs(VrrpIndex(1, 5), status);
+  EXPECT_EQ(stats->becomeMaster() + stats->advertiseRcvd() + stats->packetLengthErrors(), 0u);
 }
 
 }  // namespace

@@ -9,6 +9,33 @@ using FhrpSnmp::VrrpMibEntrySmId;
 
 const IpAddr kOwn(192, 0, 2, 2), kOther(192, 0, 2, 3), kVip(192, 0, 2, 1), kVip2(192, 0, 2, 9);
 
+std::string parseError(const std::string& text) {
+  return rangeError([&] { FhrpSnmp::strepToValue<VrrpMibEntrySmId>(text); });
+}
+
+TEST(VrrpMibEntrySmIdTest, TextFormOrderAndParseErrors) {
+  VrrpMibEntrySmId id(IntfId("Ethernet1"), 5);
+  EXPECT_EQ(FhrpSnmp::valueToStrep(id),
+            "Value('FhrpSnmp::VrrpMibEntrySmId', ** {'intfId': 'Ethernet1', 'vrId': 5})");
+  std::ostringstream os;
+  os << VrrpMibEntrySmId(IntfId("it's"), 4294967295u);
+  EXPECT_EQ(FhrpSnmp::strepToValue<VrrpMibEntrySmId>(os.str()),
+            VrrpMibEntrySmId(IntfId("it's"), 4294967295u));
+  // Interface first: all machines of one interface sit together.
+  EXPECT_LT(VrrpMibEntrySmId(IntfId("Ethernet1"), 200), VrrpMibEntrySmId(IntfId("Ethernet2"), 1));
+  EXPECT_LT(VrrpMibEntrySmId(IntfId("Ethernet1"), 1), VrrpMibEntrySmId(IntfId("Ethernet1"), 2));
+
+  EXPECT_EQ(parseError("Value('FhrpSnmp::VrrpMibEntrySmId', ** {'vrId': 1"),
+            "premature end of value type VrrpMibEntrySmId");
+  EXPECT_EQ(parseError("Value('FhrpSnmp::VrrpMibEntrySmId', ** {'ifIndex': 1})"),
+            "VrrpMibEntrySmId has no such attribute: ifIndex");
+  EXPECT_NE(
+      parseError("Value('FhrpSnmp::VrrpMibEntrySmId', ** {'intfId': Ethernet1})").find("intfId"),
+      std::string::npos);
+  EXPECT_NE(parseError("Value('FhrpSnmp::VrrpMibEntrySmId', ** {'vrId': -1})").find("vrId"),
+            std::string::npos);
+}
+
 // One virtual router (Ethernet1, 5) on ifIndex 7, driven through its records.
 struct EntrySmTest : World {
   Kiv::Ptr<Interface::IntfStatus> intfStatus = Kiv::make<Interface::IntfStatus>(eth1);
@@ -34,12 +61,14 @@ TEST_F(EntrySmTest, RowsAndMasterAddressFollowTheStatus) {
   EXPECT_TRUE(mib->routerStatsTable(FhrpSnmp::VrrpIndex(7, 5)));
   EXPECT_TRUE(asso(7, kVip));
   EXPECT_EQ(mib->assoIpAddrTableCollection()->size(), 1u);
+  EXPECT_TRUE(sm->initialized());
   EXPECT_EQ(oper(7, 5)->masterIpAddr(), IpAddr());  // initialize
 
   status->stateIs(FhrpState::backup);
   EXPECT_EQ(oper(7, 5)->masterIpAddr(), kOther);
   status->srcAddrIs(kVip2);
   EXPECT_EQ(oper(7, 5)->masterIpAddr(), kVip2);
+  EXPECT_TRUE(trace.contains("Master IP Address for ifIndex: 7 vrId: 5 is 192.0.2.9"));
   sm->physicalIpAddrIs(kOwn);
   status->stateIs(FhrpState::master);
   EXPECT_EQ(oper(7, 5)->masterIpAddr(), kOwn);
@@ -47,10 +76,13 @@ TEST_F(EntrySmTest, RowsAndMasterAddressFollowTheStatus) {
   EXPECT_EQ(oper(7, 5)->masterIpAddr(), IpAddr());
 
   status->ipAddrsIs(kVip2, true);
-  EXPECT_TRUE(asso(7, kVip2));
+  EXPECT_TRUE(trace.contains("Creating AssoIpAddrEntry, ifIndex=7 vrId=5 ipAddr=192.0.2.9"));
   status->ipAddrsIs(kVip2, false);  // false counts as absent
   EXPECT_FALSE(asso(7, kVip2));
-  status->ipAddrsDel(kVip2);  // no row left to delete
+  trace.clear();
+  status->ipAddrsDel(kVip2);  // no row left to delete: no event line
+  EXPECT_TRUE(trace.contains("deleteAssoIpAddrEntry( 192.0.2.9 )"));
+  EXPECT_FALSE(trace.contains("Deleting AssoIpAddrEntry"));
   // Clearing the whole set notifies only the set; the rows still go.
   status->ipAddrsDelAll();
   EXPECT_EQ(mib->assoIpAddrTableCollection()->size(), 0u);
@@ -66,17 +98,22 @@ TEST_F(EntrySmTest, OwedNotificationGoesOutOnceTheOwnAddressIsKnown) {
   sm->physicalIpAddrIs(kOwn);
   EXPECT_EQ(FakeTrap::calls(), (std::vector<FakeTrap::Call>{{kOwn, 7, 5}}));
   EXPECT_TRUE(sm->sentMasterTrap());
+  EXPECT_TRUE(trace.contains("Sending New Master trap with ipAddr=192.0.2.2"));
 
   // Already sent: a new own address moves the master address, nothing more.
   sm->physicalIpAddrIs(kOther);
   EXPECT_EQ(FakeTrap::calls().size(), 1u);
   EXPECT_EQ(oper(7, 5)->masterIpAddr(), kOther);
+  trace.clear();
+  sm->physicalIpAddrIs(kOther);
+  EXPECT_TRUE(trace.lines().empty());
 
   // Every entry into master with a known address sends one.
   status->stateIs(FhrpState::backup);
   status->stateIs(FhrpState::master);
   EXPECT_EQ(FakeTrap::calls().back(), (FakeTrap::Call{kOther, 7, 5}));
   EXPECT_EQ(FakeTrap::calls().size(), 2u);
+  EXPECT_TRUE(trace.contains("New state is master"));
 
   // Losing the address while master owes the next one again.
   sm->physicalIpAddrIs(IpAddr());
@@ -96,6 +133,9 @@ TEST_F(EntrySmTest, VersionAwayFromTwoDeletesRowsAndBackRecreatesThem) {
 
   config->versionIs(3);
   EXPECT_EQ(rows(), 0u);
+  EXPECT_TRUE(trace.contains("Deleting OperEntry, ifIndex=7 vrId=5"));
+  EXPECT_TRUE(trace.contains("Deleting RouterStatsEntry, ifIndex=7 vrId=5"));
+  EXPECT_TRUE(trace.contains("Deleting AssoIpAddrEntry, ifIndex=7 vrId=5 ipAddr=192.0.2.1"));
   status->ipAddrsIs(kVip2, true);  // no rows under version 3
   status->stateIs(FhrpState::backup);
   status->stateIs(FhrpState::master);
@@ -106,6 +146,7 @@ TEST_F(EntrySmTest, VersionAwayFromTwoDeletesRowsAndBackRecreatesThem) {
   EXPECT_EQ(rows(), 4u);
   EXPECT_EQ(oper(7, 5)->masterIpAddr(), kOwn);
   EXPECT_EQ(FakeTrap::calls().size(), 2u);
+  EXPECT_TRUE(trace.contains("void FhrpSnmp::VrrpMibEntrySm::handleVersion()"));
 }
 
 TEST_F(EntrySmTest, AnIfIndexChangeLeavesTheAddressRowDeletableByItsOwnIndex) {
@@ -116,6 +157,7 @@ TEST_F(EntrySmTest, AnIfIndexChangeLeavesTheAddressRowDeletableByItsOwnIndex) {
   EXPECT_TRUE(oper(7, 5));
   status->ipAddrsDel(kVip);
   EXPECT_FALSE(asso(7, kVip));
+  EXPECT_TRUE(trace.contains("Deleting AssoIpAddrEntry, ifIndex=8 vrId=5 ipAddr=192.0.2.1"));
 }
 
 TEST_F(EntrySmTest, RepointingRerunsTheRulesWithoutRebindingRows) {
@@ -137,12 +179,10 @@ TEST_F(EntrySmTest, RepointingRerunsTheRulesWithoutRebindingRows) {
   EXPECT_FALSE(sm->vrConfig());
   config->versionIs(3);
   EXPECT_EQ(rows(), 3u);
-}
 
-TEST_F(EntrySmTest, RefusesANullAddressRow) {
-  auto sm = entry();
-  EXPECT_THAT([&] { sm->assoIpAddrEntryIs(kVip, nullptr); },
-              refusesNull("VrrpMibEntrySm", "assoIpAddrEntry"));
+  EXPECT_EQ(rangeError([&] { sm->assoIpAddrEntryIs(kVip, nullptr); }),
+            "null _assoIpAddrEntry parameter to mutator for "
+            "FhrpSnmp::VrrpMibEntrySm::assoIpAddrEntry not allowed\"");
 }
 
 }  // namespace

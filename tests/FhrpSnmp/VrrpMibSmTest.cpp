@@ -29,10 +29,14 @@ TEST_F(VrrpMibSmTest, CreatesAMachineOnlyWhenConfigStatusAndInterfaceExist) {
   vrConfig(eth1, 5);
   EXPECT_TRUE(sm->vrrpMibEntrySm().empty());
   vrStatus(eth1, 5, FhrpState::backup);
-  auto entry = sm->vrrpMibEntrySm(VrrpMibEntrySmId(eth1, 5));
-  EXPECT_TRUE(entry && oper(1, 5));
-  sm->createMibEntrySm(eth1, 5);  // an existing key: a no-op
-  EXPECT_EQ(sm->vrrpMibEntrySm(VrrpMibEntrySmId(eth1, 5)), entry);
+  EXPECT_EQ(trace.count("Creating VrrpMibEntrySm, intfId=Ethernet1 vrId=5"), 1u);
+  EXPECT_TRUE(trace.contains("createMibEntrySm( Ethernet1, 5 )"));
+  EXPECT_TRUE(oper(1, 5));
+
+  // A second create for an existing key is a no-op.
+  trace.clear();
+  sm->createMibEntrySm(eth1, 5);
+  EXPECT_FALSE(trace.contains("Creating"));
 
   // No interface status: nothing, and its later arrival alone creates nothing.
   const IntfId eth3("Ethernet3");
@@ -52,7 +56,14 @@ TEST_F(VrrpMibSmTest, MirrorsWhatIsPresentAtConstructionOnceInitialized) {
   EXPECT_EQ(rows(), 7u);
   EXPECT_EQ(FakeTrap::calls(), (std::vector<FakeTrap::Call>{{kOwn1, 1, 5}}));
   EXPECT_EQ(oper(1, 5)->masterIpAddr(), kOwn1);
-  // The reactors made during construction leave the creating to its end: once each.
+  // The interface reactors made during construction wait for it to finish.
+  const auto& lines = trace.lines();
+  auto initialized =
+      std::find(lines.begin(), lines.end(), "void FhrpSnmp::VrrpMibSm::handleInitialized()");
+  auto created = std::find_if(lines.begin(), lines.end(), [](const std::string& l) {
+    return l.starts_with("Creating VrrpMibEntrySm");
+  });
+  EXPECT_LT(initialized, created);
   EXPECT_EQ(trace.count("Creating VrrpMibEntrySm"), 3u);
 }
 
@@ -61,12 +72,17 @@ TEST_F(VrrpMibSmTest, RetiresMachinesWithTheirConfigOrStatus) {
   auto sm = machine();
   intfConfig(eth1)->virtualRouterConfigDel(6);
   EXPECT_FALSE(oper(1, 6));
+  EXPECT_TRUE(trace.contains("Deleting VrrpMibEntrySm, intfId=Ethernet1 vrId=6"));
+
   intfStatusV4(eth2)->vrStatusDel(5);
   EXPECT_FALSE(oper(2, 5));
+
+  trace.clear();
   vrConfig(eth1, 6);
-  EXPECT_TRUE(oper(1, 6));
   vrrpConfig->vrrpIntfConfigDel(eth1);  // the whole interface
-  EXPECT_TRUE(sm->vrrpMibEntrySm().empty());
+  EXPECT_EQ(trace.count("Deleting VrrpMibEntrySm, intfId=Ethernet1"), 2u);
+  EXPECT_TRUE(trace.contains("handleInterface( Ethernet1 )"));
+  EXPECT_FALSE(sm->vrIntfConfig(eth1));
   EXPECT_EQ(rows(), 0u);
 
   // Interface records come back: so do the machines.
@@ -100,20 +116,44 @@ TEST_F(VrrpMibSmTest, PushesThePhysicalAddressAndItsLoss) {
   EXPECT_FALSE(e15->sentMasterTrap());
 
   auto ipIntf = ipAddr(eth1, kOwn1);
+  EXPECT_TRUE(trace.contains("Changing physical address of Ethernet1 to 192.0.2.2"));
   EXPECT_EQ(e16->physicalIpAddr(), kOwn1);
   EXPECT_EQ(FakeTrap::calls(), (std::vector<FakeTrap::Call>{{kOwn1, 1, 5}}));
 
   ipIntf->activeAddrWithMaskIs(Lirex::IpAddrWithMask(kOwn1b, 24));
   EXPECT_EQ(oper(1, 5)->masterIpAddr(), kOwn1b);
   EXPECT_EQ(FakeTrap::calls().size(), 1u);
+  EXPECT_TRUE(
+      trace.contains("void FhrpSnmp::VrrpMibSm::KivIpIntfStatus::handleActiveAddrWithMask()"));
+
+  trace.clear();
   ip->ipIntfStatusDel(eth1);
   EXPECT_EQ(e15->physicalIpAddr(), IpAddr());
   EXPECT_EQ(e16->physicalIpAddr(), IpAddr());
   EXPECT_EQ(oper(1, 5)->masterIpAddr(), IpAddr());
+  EXPECT_FALSE(trace.contains("Changing physical address"));
   EXPECT_EQ(sm->vrrpMibEntrySm().size(), 3u);  // losing the address deletes nothing
+
   ipAddr(eth1, kOwn1);
+  EXPECT_TRUE(trace.contains("Changing physical address of Ethernet1 to 192.0.2.2"));
   EXPECT_EQ(e15->physicalIpAddr(), kOwn1);
   EXPECT_EQ(sm->vrrpMibEntrySm(VrrpMibEntrySmId(eth2, 5))->physicalIpAddr(), IpAddr());
+}
+
+TEST_F(VrrpMibSmTest, HandlersActOnlyOnceInitialized) {
+  threeRouters();
+  auto sm = machine();
+  sm->initializedIs(false);
+  ipAddr(eth1, kOwn1);
+  EXPECT_FALSE(trace.contains("Changing physical address"));
+  vrrpStatus->vrIntfStatusDel(eth2);
+  EXPECT_TRUE(sm->vrrpMibEntrySm(VrrpMibEntrySmId(eth2, 5)));
+  // Without VRRP status for the interface, its machines get no address pushed.
+  sm->initializedIs(true);
+  sm->handleIpStatus(eth2);
+  EXPECT_FALSE(trace.contains("Changing physical address of Ethernet2"));
+  sm->handleInterface();
+  EXPECT_FALSE(sm->vrrpMibEntrySm(VrrpMibEntrySmId(eth2, 5)));
 }
 
 TEST_F(VrrpMibSmTest, NotificationsSwitchTogetherAndDestructionLeavesRows) {
@@ -139,9 +179,15 @@ TEST_F(VrrpMibSmTest, NotificationsSwitchTogetherAndDestructionLeavesRows) {
 
 TEST_F(VrrpMibSmTest, RefusesNullRecords) {
   auto sm = machine();
-  EXPECT_THAT([&] { sm->ipIntfStatusIs(nullptr); }, refusesNull("VrrpMibSm", "ipIntfStatus"));
-  EXPECT_THAT([&] { sm->vrIntfConfigIs(nullptr); }, refusesNull("VrrpMibSm", "vrIntfConfig"));
-  EXPECT_THAT([&] { sm->vrIntfStatusIs(nullptr); }, refusesNull("VrrpMibSm", "vrIntfStatus"));
+  EXPECT_EQ(rangeError([&] { sm->ipIntfStatusIs(nullptr); }),
+            "null _ipIntfStatus parameter to mutator for FhrpSnmp::VrrpMibSm::ipIntfStatus not "
+            "allowed\"");
+  EXPECT_EQ(rangeError([&] { sm->vrIntfConfigIs(nullptr); }),
+            "null _vrIntfConfig parameter to mutator for FhrpSnmp::VrrpMibSm::vrIntfConfig not "
+            "allowed\"");
+  EXPECT_EQ(rangeError([&] { sm->vrIntfStatusIs(nullptr); }),
+            "null _vrIntfStatus parameter to mutator for FhrpSnmp::VrrpMibSm::vrIntfStatus not "
+            "allowed\"");
 }
 
 }  // namespace

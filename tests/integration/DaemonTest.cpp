@@ -138,6 +138,27 @@ TEST(DaemonTest, FollowsTheStateDocumentAndSendsNewMasterTraps) {
   ASSERT_TRUE(
       waitUntil([&] { return getOne(agent, col(3, 7, 14)).type == "noSuchInstance"; }, 10s));
   EXPECT_EQ(getOne(agent, kAssoTable + ".1.2.7.14.10.0.0.140").type, "noSuchInstance");
+
+  // The interface loses its address: masters report no master address until it returns.
+  doc.ip.erase("Ethernet7");
+  daemon.replaceState(doc.json());
+  ASSERT_TRUE(waitUntil([&] { return getOne(agent, col(7, 7, 13)).value == "0.0.0.0"; }, 10s));
+  doc.ip["Ethernet7"] = "10.0.0.5/24";
+  daemon.replaceState(doc.json());
+  ASSERT_TRUE(waitUntil([&] { return getOne(agent, col(7, 7, 13)).value == "10.0.0.5"; }, 10s));
+
+  // Version 2 -> 3 removes the router's rows; back to 2 restores them and announces it again.
+  doc.routers["Ethernet7"][13].version = 3;
+  daemon.replaceState(doc.json());
+  ASSERT_TRUE(
+      waitUntil([&] { return getOne(agent, col(3, 7, 13)).type == "noSuchInstance"; }, 10s));
+  EXPECT_EQ(getOne(agent, kAssoTable + ".1.2.7.13.10.0.0.100").type, "noSuchInstance");
+  doc.routers["Ethernet7"][13].version = 2;
+  daemon.replaceState(doc.json());
+  auto again = waitForNewMaster(receiver, 13, 15s);
+  ASSERT_TRUE(again) << receiver.log() << daemon.log();
+  EXPECT_EQ(again->find(col(7, 7, 13))->value, "10.0.0.5");
+  EXPECT_EQ(getOne(agent, kAssoTable + ".1.2.7.13.10.0.0.100").value, "1");
 }
 
 TEST(DaemonTest, NotificationsOffSendsNothing) {

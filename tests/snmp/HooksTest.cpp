@@ -1,29 +1,35 @@
 // The table-iterator hooks called the way net-snmp's iterator calls them, without its
-// request processing.
+// request processing: where get-first starts for each kind of hint, and what the loop and
+// data contexts keep alive.
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "FhrpSnmp/VrrpMib.h"
+#include "kiv/Trace.h"
 #include "snmp/VrrpMIBInternal.h"
 
 namespace {
 
 using FhrpSnmp::VrrpIndex;
+using FhrpSnmp::VrrpIpIndex;
+using Lirex::IpAddr;
 
 // A variable list such as the table layer builds: a hint's parsed index bindings, or the
 // unset bindings the iterator hands the hooks to fill.
-struct VarList {
+class VarList {
+ public:
   VarList() = default;
-  VarList(const VarList&) = delete;
   ~VarList() { snmp_free_varbind(vars); }
+  VarList(const VarList&) = delete;
+  VarList& operator=(const VarList&) = delete;
+
   // A parsed sub-identifier is stored whole, unchecked, as the table layer stores it.
   VarList& integer(long value) {
-    add(ASN_INTEGER, {0, 0, 0, 0});
-    netsnmp_variable_list* v = vars;
-    while (v->next_variable) v = v->next_variable;
-    *v->val.integer = value;
+    snmp_varlist_add_variable(&vars, nullptr, 0, ASN_INTEGER, &value, sizeof(value));
+    last()->val.integer[0] = value;
     return *this;
   }
   VarList& add(u_char type, std::vector<u_char> bytes) {
@@ -32,6 +38,13 @@ struct VarList {
     return *this;
   }
   netsnmp_variable_list* vars = nullptr;
+
+ private:
+  netsnmp_variable_list* last() {
+    netsnmp_variable_list* v = vars;
+    while (v->next_variable) v = v->next_variable;
+    return v;
+  }
 };
 
 // The instance suffix the iterator builds from the bindings a hook filled: "1.5",
@@ -48,6 +61,18 @@ std::string suffix(netsnmp_variable_list* indexes) {
   return text;
 }
 
+struct TableHooks {
+  decltype(&vrrpOperTable_get_first_data_point) first;
+  decltype(&vrrpOperTable_free_loop_context_at_end) freeLoop;
+  std::vector<u_char> indexTypes;
+};
+const TableHooks kOper{vrrpOperTable_get_first_data_point,
+                       vrrpOperTable_free_loop_context_at_end,
+                       {ASN_INTEGER, ASN_INTEGER}};
+const TableHooks kAsso{vrrpAssoIpAddrTable_get_first_data_point,
+                       vrrpAssoIpAddrTable_free_loop_context_at_end,
+                       {ASN_INTEGER, ASN_INTEGER, ASN_IPADDRESS}};
+
 class HooksTest : public ::testing::Test {
  protected:
   HooksTest() {
@@ -55,13 +80,150 @@ class HooksTest : public ::testing::Test {
     for (auto [ifIndex, vrId] : {std::pair{1, 1u}, {1, 5u}, {2, 3u}, {7, 12u}}) {
       mib->operTableIs(VrrpIndex(ifIndex, vrId), nullptr, nullptr);
     }
+    mib->assoIpAddrTableIs(VrrpIpIndex(1, 5, IpAddr(10, 0, 0, 2)));
+    mib->assoIpAddrTableIs(VrrpIpIndex(1, 5, IpAddr(10, 0, 0, 1)));
+    mib->assoIpAddrTableIs(VrrpIpIndex(2, 1, IpAddr(192, 0, 2, 1)));
   }
+
+  // get-first with a hint of `count` over `bindings` (no hint when null): the row it starts
+  // at. Its loop context is freed again, as at the end of a pass.
+  std::string first(const TableHooks& table, const VarList* bindings, unsigned count = 0) {
+    netsnmp_table_request_info hint{};
+    hint.number_indexes = count;
+    hint.indexes = bindings ? bindings->vars : nullptr;
+    VarList indexes;
+    for (u_char t : table.indexTypes) indexes.add(t, {});
+    void* slot = bindings ? &hint : nullptr;
+    void* data = nullptr;
+    std::string start = suffix(table.first(&slot, &data, indexes.vars, &info));
+    EXPECT_TRUE(slot && slot != &hint) << "the slot must hold the hook's own loop context";
+    EXPECT_EQ(data, nullptr);
+    table.freeLoop(slot, &info);
+    return start;
+  }
+
   Kiv::Ptr<FhrpSnmp::VrrpMib> mib = FhrpSnmp::vrrpMibFactory("vrrpMIB");
   netsnmp_iterator_info info{};
+  Kiv::TraceCapture trace{"Snmp"};
 };
 
-// Where get-first starts for each kind of hint is seen through the agent (AgentTest); here,
-// what a request's contexts keep alive while the mirroring half changes the table under them.
+TEST_F(HooksTest, AHintNamingARowStartsThereOtherwiseTheWalkStartsAtTheFirstRow) {
+  EXPECT_EQ(first(kOper, nullptr), "1.1");
+  EXPECT_EQ(trace.lines().front(),
+            "vrrpOperTable_get_first_data_point - *hint = null, number_indexes = 0");
+  EXPECT_TRUE(trace.contains("vrrpOperTableIterationHelper - iterator has another value: vrId=1"));
+
+  VarList row, noRow, past;
+  row.integer(2).integer(3);
+  noRow.integer(2).integer(4);
+  past.integer(9).integer(9);
+  trace.clear();
+  EXPECT_EQ(first(kOper, &row, 2), "2.3");
+  EXPECT_TRUE(trace.contains("hint component ifIndex is '2'"));
+  EXPECT_TRUE(trace.contains("hint component vrrpOperVrId is '3'"));
+  EXPECT_TRUE(trace.contains("hintMatched=1"));
+
+  // Not even a greater row is used: the iterator's own comparison finds the answer.
+  trace.clear();
+  EXPECT_EQ(first(kOper, &noRow, 2), "1.1");
+  EXPECT_TRUE(trace.contains("vrrpOperTable_get_first_data_point - key '" +
+                             FhrpSnmp::valueToStrep(VrrpIndex(2, 4)) + "' not found in table"));
+  EXPECT_TRUE(trace.contains("hintMatched=0"));
+  EXPECT_EQ(first(kOper, &past, 2), "1.1");
+
+  // Another count (a partial index, or another table's) is not read at all.
+  trace.clear();
+  EXPECT_EQ(first(kOper, &row, 1), "1.1");
+  EXPECT_EQ(first(kOper, &row, 3), "1.1");
+  EXPECT_FALSE(trace.contains("hint component"));
+  EXPECT_FALSE(trace.contains("needed"));
+  EXPECT_EQ(trace.count("hintMatched=0"), 2u);
+}
+
+TEST_F(HooksTest, AssociatedAddressHintsNeedAllThreeComponents) {
+  VarList row, partial, noRow;
+  row.integer(1).integer(5).add(ASN_IPADDRESS, {10, 0, 0, 2});
+  partial.integer(2).integer(1);
+  noRow.integer(1).integer(5).add(ASN_IPADDRESS, {10, 0, 0, 3});
+  EXPECT_EQ(first(kAsso, &row, 3), "1.5.10.0.0.2") << "the address is four sub-identifiers";
+  EXPECT_TRUE(trace.contains("hint component vrrpAssoIpAddr is '10.0.0.2'"));
+  EXPECT_TRUE(trace.contains("hintMatched=1"));
+  EXPECT_TRUE(trace.contains(
+      "vrrpAssoIpAddrTableIterationHelper - iterator has another value: ipAddr=10.0.0.2"));
+  EXPECT_EQ(first(kAsso, &partial, 2), "1.5.10.0.0.1");
+  EXPECT_EQ(first(kAsso, &noRow, 3), "1.5.10.0.0.1");
+  EXPECT_TRUE(trace.contains("vrrpAssoIpAddrTable_get_first_data_point - key '" +
+                             FhrpSnmp::valueToStrep(VrrpIpIndex(1, 5, IpAddr(10, 0, 0, 3))) +
+                             "' not found in table"));
+}
+
+TEST_F(HooksTest, MalformedHintsAreTracedAndTheWalkStartsAtTheFirstRow) {
+  struct Case {
+    const TableHooks* table;
+    std::function<void(VarList&)> build;
+    std::vector<std::string> lines;
+  };
+  const Case cases[] = {
+      {&kOper,
+       [](VarList& h) { h.add(ASN_OCTET_STR, {'x'}).integer(3); },
+       {"hint for ifIndex has incorrect type! Expecting 2 but got 4",
+        "hint component vrrpOperVrId is '3'",
+        "vrrpOperTable_get_first_data_point - needed 2 components, found only 1"}},
+      {&kOper,
+       [](VarList& h) {
+         h.integer(2).add(ASN_IPADDRESS, {1, 2, 3, 4});
+       },
+       {"hint for vrrpOperVrId has incorrect type! Expecting 2 but got 64", "found only 1"}},
+      {&kOper,
+       [](VarList& h) { h.integer(2147483648L).integer(5); },
+       {"hint for index ifIndex of vrrpOperTable is out of range! ", "found only 1"}},
+      {&kOper, [](VarList& h) { h.integer(1); }, {"found only 1"}},
+      {&kOper, [](VarList&) {}, {"found only 0"}},
+      {&kAsso,
+       [](VarList& h) {
+         h.integer(1).integer(5).add(ASN_OCTET_STR, {10, 0, 0, 2});
+       },
+       {"hint for vrrpAssoIpAddr has incorrect type! Expecting 64 but got 4",
+        "vrrpAssoIpAddrTable_get_first_data_point - needed 3 components, found only 2"}},
+      {&kAsso,
+       [](VarList& h) {
+         h.integer(1).integer(-2147483649L).add(ASN_IPADDRESS, {10, 0, 0, 2});
+       },
+       {"hint for index vrrpOperVrId of vrrpAssoIpAddrTable is out of range! ", "found only 2"}},
+      {&kAsso,
+       [](VarList& h) {
+         h.integer(1).integer(5).add(ASN_IPADDRESS, {10, 0, 0, 2, 9});
+       },
+       {"hint for index vrrpAssoIpAddr of vrrpAssoIpAddrTable is out of range! ", "found only 2"}},
+      {&kAsso, [](VarList& h) { h.integer(1).integer(5); }, {"found only 2"}},
+  };
+  for (size_t i = 0; i < std::size(cases); ++i) {
+    const Case& c = cases[i];
+    VarList hint;
+    c.build(hint);
+    trace.clear();
+    const unsigned count = c.table == &kOper ? 2 : 3;
+    EXPECT_EQ(first(*c.table, &hint, count), c.table == &kOper ? "1.1" : "1.5.10.0.0.1")
+        << "case " << i;
+    for (const std::string& line : c.lines)
+      EXPECT_TRUE(trace.contains(line)) << "case " << i << ": " << line;
+    EXPECT_TRUE(trace.contains("hintMatched=0")) << "case " << i;
+  }
+}
+
+TEST_F(HooksTest, AnEmptyTableStillLeavesALoopContextInTheSlot) {
+  FhrpSnmp::VrrpMib empty("empty");
+  info.myvoid = &empty;
+  VarList hint;
+  hint.integer(1).integer(1);
+  EXPECT_EQ(first(kOper, &hint, 2), "end");
+  EXPECT_EQ(first(kAsso, nullptr), "end");
+  EXPECT_EQ(trace.count("hintMatched=0"), 2u);
+  EXPECT_TRUE(trace.contains("vrrpAssoIpAddrTableIterationHelper - iterator is at end"));
+  vrrpOperTable_free_loop_context_at_end(nullptr, &info);
+  vrrpOperTable_free_data_context(nullptr, &info);
+}
+
 TEST_F(HooksTest, ContextsKeepTheirRowAndTableAcrossDeletion) {
   VarList hint, indexes;
   hint.integer(1).integer(5);
@@ -73,6 +235,9 @@ TEST_F(HooksTest, ContextsKeepTheirRowAndTableAcrossDeletion) {
   void* data = nullptr;
   vrrpOperTable_get_first_data_point(&loop, &data, indexes.vars, &info);
   void* dataContext = vrrpOperTable_make_data_context(loop, &info);
+  EXPECT_TRUE(trace.contains("vrrpOperTable_make_data_context - allocated data context " +
+                             Kiv::ptrToStrep(dataContext) + " for loop context " +
+                             Kiv::ptrToStrep(loop)));
 
   // The mirroring half retires the selected row and its successor, adds one, and the model
   // itself goes.
@@ -90,9 +255,11 @@ TEST_F(HooksTest, ContextsKeepTheirRowAndTableAcrossDeletion) {
   EXPECT_EQ(suffix(vrrpOperTable_get_next_data_point(&loop, &data, indexes.vars, &info)), "1.9");
   EXPECT_EQ(suffix(vrrpOperTable_get_next_data_point(&loop, &data, indexes.vars, &info)), "7.12");
   EXPECT_EQ(vrrpOperTable_get_next_data_point(&loop, &data, indexes.vars, &info), nullptr);
+  EXPECT_EQ(trace.lines().back(), "vrrpOperTableIterationHelper - iterator is at end");
   EXPECT_EQ(vrrpOperTable_get_next_data_point(&loop, &data, indexes.vars, &info), nullptr);
+  EXPECT_TRUE(trace.contains("vrrpOperTable_get_next_data_point - at end of loop context " +
+                             Kiv::ptrToStrep(loop)));
   vrrpOperTable_free_loop_context_at_end(loop, &info);
-  vrrpOperTable_free_loop_context_at_end(nullptr, &info);
   vrrpOperTable_free_data_context(dataContext, &info);
   EXPECT_EQ(row->references(), 1);
 }

@@ -35,7 +35,15 @@ VarBind toVarBind(const netsnmp_variable_list* v) {
       break;
     case ASN_OCTET_STR:
     case ASN_IPADDRESS:
+    case ASN_OPAQUE:
+    case ASN_BIT_STR:
       vb.octets.assign(v->val.string, v->val.string + v->val_len);
+      break;
+    case ASN_OBJECT_ID:
+      vb.objid.assign(v->val.objid, v->val.objid + v->val_len / sizeof(oid));
+      break;
+    case ASN_COUNTER64:
+      vb.counter64 = (std::uint64_t{v->val.counter64->high} << 32) | v->val.counter64->low;
       break;
     default:
       break;
@@ -59,6 +67,23 @@ std::string toString(const Oid& name) {
     text += std::to_string(sub);
   }
   return text;
+}
+
+std::ostream& operator<<(std::ostream& os, const VarBind& vb) {
+  os << toString(vb.name) << " type 0x" << std::hex << int(vb.type) << std::dec;
+  switch (vb.type) {
+    case ASN_OCTET_STR:
+      return os << " \"" << vb.text() << '"';
+    case ASN_OBJECT_ID:
+      return os << ' ' << toString(vb.objid);
+    case ASN_NULL:
+    case SNMP_NOSUCHOBJECT:
+    case SNMP_NOSUCHINSTANCE:
+    case SNMP_ENDOFMIBVIEW:
+      return os;
+    default:
+      return os << ' ' << vb.integer;
+  }
 }
 
 InProcessAgent& InProcessAgent::instance() {
@@ -102,30 +127,68 @@ InProcessAgent::~InProcessAgent() {
   std::filesystem::remove_all(directory_, ignored);
 }
 
-Response InProcessAgent::get(const std::vector<Oid>& names) {
-  return request(SNMP_MSG_GET, names, 0, 0);
+Response InProcessAgent::get(const std::vector<Oid>& names, const std::string& context) {
+  return request(SNMP_MSG_GET, names, 0, 0, context);
 }
 
-Response InProcessAgent::getNext(const std::vector<Oid>& names) {
-  return request(SNMP_MSG_GETNEXT, names, 0, 0);
+Response InProcessAgent::getNext(const std::vector<Oid>& names, const std::string& context) {
+  return request(SNMP_MSG_GETNEXT, names, 0, 0, context);
 }
 
 Response InProcessAgent::getBulk(const std::vector<Oid>& names, long nonRepeaters,
-                                 long maxRepetitions) {
-  return request(SNMP_MSG_GETBULK, names, nonRepeaters, maxRepetitions);
+                                 long maxRepetitions, const std::string& context) {
+  return request(SNMP_MSG_GETBULK, names, nonRepeaters, maxRepetitions, context);
 }
 
-Response InProcessAgent::set(const Oid& name, u_char type, long value) {
-  return set(std::vector<VarBind>{{name, type, value, {}}});
+Response InProcessAgent::walk(const Oid& root, const std::string& context) {
+  return walkWith(root, 0, context);
 }
 
-Response InProcessAgent::set(const std::vector<VarBind>& varBinds) {
+Response InProcessAgent::bulkWalk(const Oid& root, long maxRepetitions,
+                                  const std::string& context) {
+  if (maxRepetitions < 1) throw std::invalid_argument("bulkWalk needs maxRepetitions >= 1");
+  return walkWith(root, maxRepetitions, context);
+}
+
+Response InProcessAgent::set(const Oid& name, u_char type, long value, const std::string& context) {
+  VarBind vb;
+  vb.name = name;
+  vb.type = type;
+  vb.integer = value;
+  return set(std::vector<VarBind>{vb}, context);
+}
+
+Response InProcessAgent::set(const Oid& name, u_char type, std::string_view octets,
+                             const std::string& context) {
+  VarBind vb;
+  vb.name = name;
+  vb.type = type;
+  vb.octets.assign(octets.begin(), octets.end());
+  return set(std::vector<VarBind>{vb}, context);
+}
+
+Response InProcessAgent::set(const std::vector<VarBind>& varBinds, const std::string& context) {
   netsnmp_pdu* pdu = snmp_pdu_create(SNMP_MSG_SET);
   for (const auto& vb : varBinds) {
-    snmp_pdu_add_variable(pdu, vb.name.data(), vb.name.size(), vb.type, &vb.integer,
-                          sizeof vb.integer);
+    switch (vb.type) {
+      case ASN_INTEGER:
+      case ASN_UNSIGNED:
+      case ASN_COUNTER:
+      case ASN_TIMETICKS:
+        snmp_pdu_add_variable(pdu, vb.name.data(), vb.name.size(), vb.type, &vb.integer,
+                              sizeof vb.integer);
+        break;
+      case ASN_OBJECT_ID:
+        snmp_pdu_add_variable(pdu, vb.name.data(), vb.name.size(), vb.type, vb.objid.data(),
+                              vb.objid.size() * sizeof(oid));
+        break;
+      default:
+        snmp_pdu_add_variable(pdu, vb.name.data(), vb.name.size(), vb.type, vb.octets.data(),
+                              vb.octets.size());
+        break;
+    }
   }
-  return exchange(pdu);
+  return exchange(pdu, context);
 }
 
 void InProcessAgent::runEventLoopOnce() {
@@ -133,17 +196,21 @@ void InProcessAgent::runEventLoopOnce() {
 }
 
 Response InProcessAgent::request(int command, const std::vector<Oid>& names, long nonRepeaters,
-                                 long maxRepetitions) {
+                                 long maxRepetitions, const std::string& context) {
   netsnmp_pdu* pdu = snmp_pdu_create(command);
   if (command == SNMP_MSG_GETBULK) {
     pdu->non_repeaters = nonRepeaters;
     pdu->max_repetitions = maxRepetitions;
   }
   for (const auto& name : names) snmp_add_null_var(pdu, name.data(), name.size());
-  return exchange(pdu);
+  return exchange(pdu, context);
 }
 
-Response InProcessAgent::exchange(netsnmp_pdu* pdu) {
+Response InProcessAgent::exchange(netsnmp_pdu* pdu, const std::string& context) {
+  if (!context.empty()) {
+    pdu->contextName = strdup(context.c_str());
+    pdu->contextNameLen = context.size();
+  }
   netsnmp_pdu* reply = nullptr;
   const int status = snmp_synch_response(session_, pdu, &reply);
   if (status != STAT_SUCCESS || !reply) {
@@ -161,11 +228,13 @@ Response InProcessAgent::exchange(netsnmp_pdu* pdu) {
   return response;
 }
 
-Response InProcessAgent::walk(const Oid& root, long maxRepetitions) {
+Response InProcessAgent::walkWith(const Oid& root, long maxRepetitions,
+                                  const std::string& context) {
   Response walked;
   Oid next = root;
   for (;;) {
-    Response step = maxRepetitions ? getBulk({next}, 0, maxRepetitions) : getNext({next});
+    Response step =
+        maxRepetitions ? getBulk({next}, 0, maxRepetitions, context) : getNext({next}, context);
     if (step.errorStatus != SNMP_ERR_NOERROR) {
       walked.errorStatus = step.errorStatus;
       walked.errorIndex = step.errorIndex;

@@ -16,20 +16,25 @@
 #include <net-snmp/net-snmp-includes.h>
 #include <net-snmp/agent/net-snmp-agent-includes.h>
 
+#include <cstdint>
+#include <ostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace FhrpTest {
 
 using Oid = std::vector<oid>;
 
-// The module serves only integer-like and octet-string-like values.
 struct VarBind {
   Oid name;
   u_char type = ASN_NULL;
   long integer = 0;            // INTEGER, Unsigned32, Gauge32, Counter32, TimeTicks
-  std::vector<u_char> octets;  // OCTET STRING, IpAddress
+  std::vector<u_char> octets;  // OCTET STRING, IpAddress, Opaque
+  Oid objid;                   // OBJECT IDENTIFIER
+  std::uint64_t counter64 = 0;
 
+  std::string text() const { return std::string(octets.begin(), octets.end()); }
   // noSuchObject, noSuchInstance or endOfMibView.
   bool isException() const {
     return type == SNMP_NOSUCHOBJECT || type == SNMP_NOSUCHINSTANCE || type == SNMP_ENDOFMIBVIEW;
@@ -43,29 +48,37 @@ struct Response {
 };
 
 std::string toString(const Oid& name);  // ".1.3.6.1"
+std::ostream& operator<<(std::ostream& os, const VarBind& vb);
 
 class InProcessAgent {
  public:
   // Initialises net-snmp's agent in this process on first use.
   static InProcessAgent& instance();
 
-  Response get(const std::vector<Oid>& names);
-  Response getNext(const std::vector<Oid>& names);
-  Response getBulk(const std::vector<Oid>& names, long nonRepeaters, long maxRepetitions);
+  Response get(const std::vector<Oid>& names, const std::string& context = {});
+  Response getNext(const std::vector<Oid>& names, const std::string& context = {});
+  Response getBulk(const std::vector<Oid>& names, long nonRepeaters, long maxRepetitions,
+                   const std::string& context = {});
 
-  // The varbinds under root, by GETNEXT requests (or GETBULK ones when maxRepetitions is
-  // given), as a manager's walk collects them: up to the first name outside root or
-  // endOfMibView. A request that fails ends the walk with its error status and index.
-  Response walk(const Oid& root, long maxRepetitions = 0);
+  // The varbinds under root, by GETNEXT (walk) or GETBULK (bulkWalk) requests, as a
+  // manager's walk collects them: up to the first name outside root or endOfMibView.
+  // A request that fails ends the walk with its error status and index.
+  Response walk(const Oid& root, const std::string& context = {});
+  Response bulkWalk(const Oid& root, long maxRepetitions, const std::string& context = {});
 
-  // Integer-like values only: nothing in the module is writable, so a SET only needs to
-  // reach it.
-  Response set(const Oid& name, u_char type, long value);
-  Response set(const std::vector<VarBind>& varBinds);
+  // Integer-like types take value; octet-string-like types and OBJECT IDENTIFIER use the
+  // VarBind form.
+  Response set(const Oid& name, u_char type, long value, const std::string& context = {});
+  Response set(const Oid& name, u_char type, std::string_view octets,
+               const std::string& context = {});
+  Response set(const std::vector<VarBind>& varBinds, const std::string& context = {});
 
   // One non-blocking pass of the agent's event loop (agent_check_and_process(0)): runs
   // due alarms.
   void runEventLoopOnce();
+
+  // The private directory (configuration and persistent state).
+  const std::string& directory() const { return directory_; }
 
  private:
   InProcessAgent();
@@ -74,8 +87,9 @@ class InProcessAgent {
   InProcessAgent& operator=(const InProcessAgent&) = delete;
 
   Response request(int command, const std::vector<Oid>& names, long nonRepeaters,
-                   long maxRepetitions);
-  Response exchange(netsnmp_pdu* pdu);
+                   long maxRepetitions, const std::string& context);
+  Response exchange(netsnmp_pdu* pdu, const std::string& context);
+  Response walkWith(const Oid& root, long maxRepetitions, const std::string& context);
 
   std::string directory_;
   netsnmp_session* session_ = nullptr;
