@@ -41,7 +41,7 @@ TEST(BaselineTablesTest, AnswersAsTheModuleDoes) {
   tables.registerTables();
 
   // The operational table walks column by column with the module's types.
-  FhrpTest::Response r = agent.walk({1, 3, 6, 1, 2, 1, 68, 1, 3}, 25);
+  FhrpTest::Response r = agent.bulkWalk({1, 3, 6, 1, 2, 1, 68, 1, 3}, 25);
   ASSERT_EQ(r.errorStatus, SNMP_ERR_NOERROR);
   ASSERT_EQ(r.varBinds.size(), 28u);
   const u_char types[] = {ASN_OCTET_STR, ASN_INTEGER,   ASN_INTEGER, ASN_INTEGER,   ASN_INTEGER,
