@@ -278,16 +278,9 @@ void Cursor::checkLength(std::size_t length, std::size_t stringStart) const {
 std::size_t Cursor::string(std::size_t at, String8& buffer, std::string_view& out) const {
   const std::size_t start = at;
   std::size_t pos = at + 1;
-  // The common case, plain ASCII to the closing quote: a view of the text.
-  std::size_t run = pos;
-  while (run < text_.size() && isPlain(text_[run])) ++run;
-  if (run < text_.size() && text_[run] == '"') {
-    checkLength(run - pos, start);
-    out = text_.substr(pos, run - pos);
-    return run + 1;
-  }
-  // Otherwise piece by piece, checking the length as each piece is added, as the limit is on
-  // the decoded string. Only escapes make a copy necessary.
+  // Piece by piece, checking the length as each piece is added, as the limit is on the decoded
+  // string. Only escapes make a copy necessary: plain text to the closing quote, the common
+  // case, ends in the first round as a view of the text.
   bool copied = false;
   std::size_t length = 0;
   const auto add = [&](std::string_view piece) {
@@ -296,7 +289,7 @@ std::size_t Cursor::string(std::size_t at, String8& buffer, std::string_view& ou
     if (copied) buffer += piece;
   };
   for (;;) {
-    run = pos;
+    std::size_t run = pos;
     while (run < text_.size() && isPlain(text_[run])) ++run;
     add(text_.substr(pos, run - pos));
     pos = run;

@@ -1,6 +1,5 @@
 #include "zentra/StateDocument.h"
 
-#include <charconv>
 #include <cmath>
 #include <initializer_list>
 #include <map>
@@ -135,16 +134,15 @@ class Reader {
   }
   U32 integer(U32 min, U32 max) {
     expect(Kind::Number, "an integer");
-    const std::string_view text = in_.readNumber().text;
-    if (text.find_first_of(".eE") != std::string_view::npos) {
-      fail("expected an integer, got " + String8(text));
+    const Cursor::Number n = in_.readNumber();
+    if (!n.isInteger()) fail("expected an integer, got " + String8(n.text));
+    // Exact: the cursor reads integers of up to 15 digits exactly, and longer ones are out of
+    // range anyway.
+    if (n.value < min || n.value > max) {
+      fail(String8(n.text) + " is out of range " + std::to_string(min) + ".." +
+           std::to_string(max));
     }
-    S64 n = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), n);
-    if (error != std::errc() || end != text.data() + text.size() || n < min || n > max) {
-      fail(String8(text) + " is out of range " + std::to_string(min) + ".." + std::to_string(max));
-    }
-    return static_cast<U32>(n);
+    return static_cast<U32>(n.value);
   }
   // A value type written as text; the type's own parser says what is wrong with it.
   template <class T>
