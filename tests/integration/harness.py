@@ -192,14 +192,10 @@ def oid_key(oid):
     return tuple(int(x) for x in oid.strip(".").split("."))
 
 
-def order_problem(vbs, root=VRRP):
-    """None when every OID lies below `root` and follows the one before; else what is wrong."""
-    for i, (oid, _, _) in enumerate(vbs):
-        if not oid.startswith(root + "."):
-            return f"outside {root}: {oid}"
-        if i and oid_key(vbs[i - 1][0]) >= oid_key(oid):
-            return f"{oid} not after {vbs[i - 1][0]}"
-    return None
+def in_order(vbs, root=VRRP):
+    """Whether every OID lies below `root` and follows the one before."""
+    keys = [oid_key(oid) for oid, _, _ in vbs]
+    return keys == sorted(set(keys)) and all(oid.startswith(root + ".") for oid, _, _ in vbs)
 
 
 def masked(vbs):
@@ -209,9 +205,11 @@ def masked(vbs):
 
 def vr(state="backup", src="0.0.0.0", addrs=(), version=2, priority=100, up_since=0.0,
        inactive=()):
-    """One virtual router of a state document; `inactive` addresses are listed as false."""
-    return dict(state=state, src=src, addrs=addrs, version=version, priority=priority,
-                up_since=float(up_since), inactive=inactive)
+    """One virtual router of a state document, its configuration and its status; `inactive`
+    addresses are listed as false."""
+    return {"version": version, "priority": priority}, {
+        "state": state, "priority": priority, "srcAddr": src, "upSince": float(up_since),
+        "ipAddrs": {**dict.fromkeys(addrs, True), **dict.fromkeys(inactive, False)}}
 
 
 def state_doc(interfaces):
@@ -223,14 +221,9 @@ def state_doc(interfaces):
             doc["interfaces"][name] = {"ifIndex": index}
         if ip:
             doc["ip"][name] = {"activeAddrWithMask": ip}
-        for vrid, r in routers.items():
-            doc["vrrpConfig"].setdefault(name, {})[str(vrid)] = {
-                "version": r["version"], "priority": r["priority"]}
-            doc["vrrpStatus"].setdefault(name, {})[str(vrid)] = {
-                "state": r["state"], "priority": r["priority"], "srcAddr": r["src"],
-                "virtualMacAddr": f"00:00:5e:00:01:{vrid & 0xff:02x}",
-                "upSince": r["up_since"],
-                "ipAddrs": {**{a: True for a in r["addrs"]}, **{a: False for a in r["inactive"]}}}
+        doc["vrrpConfig"][name] = {str(v): r[0] for v, r in routers.items()}
+        doc["vrrpStatus"][name] = {str(v): dict(r[1], virtualMacAddr=f"00:00:5e:00:01:{v:02x}")
+                                   for v, r in routers.items()}
     return json.dumps(doc, indent=1)
 
 

@@ -7,7 +7,7 @@ import random
 import threading
 import time
 
-from harness import RSS_SLACK_KB, VRRP, order_problem, parse_varbinds, run_tool, state_doc, vr, \
+from harness import RSS_SLACK_KB, VRRP, in_order, parse_varbinds, run_tool, state_doc, vr, \
     wait_until
 
 OPER_ENTRY, ASSO_ENTRY = VRRP + ".1.3.1.", VRRP + ".1.4.1.2."
@@ -53,7 +53,7 @@ def walk_keys(done):
                                         done.stderr.splitlines() if line), \
         f"{' '.join(done.args)}: exit {done.returncode}\n{done.stderr}"
     vbs = [vb for vb in parse_varbinds(done.stdout) if vb[1] != "endOfMibView"]
-    assert order_problem(vbs) is None, order_problem(vbs)
+    assert in_order(vbs), done.stdout
     keys = set()
     for oid, _, value in vbs:
         if oid.startswith(OPER_ENTRY):

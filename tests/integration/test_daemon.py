@@ -8,7 +8,7 @@ import time
 import pytest
 
 from harness import (ASSO_TABLE, FHRP_PLUGIN, NEW_MASTER, OPER_TABLE, SANITIZED, SNMP_TRAP_OID,
-                     VRRP, free_port, get, masked, order_problem, run_tool, snmp, state_doc, vr,
+                     VRRP, free_port, get, in_order, masked, run_tool, snmp, state_doc, vr,
                      wait_until)
 
 # The lab example: eight version-2 routers with fourteen served columns each (its version-3
@@ -45,7 +45,7 @@ def test_serves_the_lab_example_and_refuses_every_set(lab, way):
     agent = serve(lab, way)
     walk = snmp("snmpwalk", agent, VRRP)
     assert len(walk) == LAB_BINDINGS
-    assert order_problem(walk) is None
+    assert in_order(walk)
     served = {oid: (kind, value) for oid, kind, value in walk}
     # States 3 master, 2 backup, 1 initialize; a master's master address is its own, a backup's
     # the master's source address; authType 2 is simpleTextPassword, whose key is never disclosed.
@@ -186,12 +186,9 @@ AUTH_PASS, PRIV_PASS = "auth-pass-phrase-1", "priv-pass-phrase-1"
 
 
 def v3(level, user="opsuser", auth=AUTH_PASS, priv=PRIV_PASS):
-    options = ["-v3", "-t", "1", "-r", "0", "-l", level, "-u", user]
-    if level != "noAuthNoPriv":
-        options += ["-a", "SHA-256", "-A", auth]
-    if level == "authPriv":
-        options += ["-x", "AES", "-X", priv]
-    return options
+    return ["-v3", "-t", "1", "-r", "0", "-l", level, "-u", user,
+            *(["-a", "SHA-256", "-A", auth] if level != "noAuthNoPriv" else []),
+            *(["-x", "AES", "-X", priv] if level == "authPriv" else [])]
 
 
 REFUSED = {"authentication without privacy": v3("authNoPriv"),

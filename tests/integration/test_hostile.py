@@ -15,7 +15,7 @@ from harness import RSS_SLACK_KB, VRRP, masked, oid_key, snmp
 
 NODE_VERSION = VRRP + ".1.1.0"
 OPER_ENTRY, ASSO_ENTRY = VRRP + ".1.3.1", VRRP + ".1.4.1"
-GET, GETNEXT, RESPONSE, SET, TRAP1, GETBULK, INFORM, TRAP2, REPORT = range(0xa0, 0xa9)
+GET, GETNEXT, SET, GETBULK = 0xa0, 0xa1, 0xa3, 0xa5
 INTEGER, NO_SUCH_OBJECT, NO_SUCH_INSTANCE, END_OF_MIB_VIEW = 0x02, 0x80, 0x81, 0x82
 NO_SUCH_NAME, NO_ACCESS, WRONG_TYPE, NO_CREATION, NOT_WRITABLE = 2, 6, 7, 11, 17
 MAX_INT32 = 2**31 - 1
@@ -52,13 +52,9 @@ def pdu(tag, request_id, bindings, a=0, b=0):
     return tlv(tag, integer(request_id) + integer(a) + integer(b) + seq(*bindings))
 
 
-def message(version, community, the_pdu):
+def message(tag, request_id, bindings, community=b"public", a=0, b=0, version=1):
     """Version 0 is SNMPv1, 1 is SNMPv2c."""
-    return seq(integer(version), octets(community), the_pdu)
-
-
-def v2c(tag, request_id, bindings, community=b"public", a=0, b=0):
-    return message(1, community, pdu(tag, request_id, bindings, a, b))
+    return seq(integer(version), octets(community), pdu(tag, request_id, bindings, a, b))
 
 
 def v3(flags, engine, user, scoped, max_size=65507, model=3):
@@ -88,9 +84,10 @@ def parse_reply(data):
 
 
 def malformed():
-    valid = [v2c(GET, 7, [varbind(OPER_ENTRY + ".3.1.1")]), v2c(GETNEXT, 8, [varbind(OPER_ENTRY)]),
-             v2c(GETBULK, 9, [varbind(ASSO_ENTRY)], b=5),
-             message(0, b"public", pdu(GETNEXT, 10, [varbind(OPER_ENTRY)]))]
+    valid = [message(GET, 7, [varbind(OPER_ENTRY + ".3.1.1")]),
+             message(GETNEXT, 8, [varbind(OPER_ENTRY)]),
+             message(GETBULK, 9, [varbind(ASSO_ENTRY)], b=5),
+             message(GETNEXT, 10, [varbind(OPER_ENTRY)], version=0)]
     rng = random.Random(20251122)
     out = []
     for good in valid:
@@ -121,12 +118,12 @@ def malformed():
         b"\x30\x89" + b"\xff" * 9 + body, b"\x30\x80" + body + b"\0\0",
         seq(integer(1), octets(b"public"), b"\xa0\x84\x7f\xff\xff\xff"),
         seq(tlv(INTEGER, b"\x01" * 100), octets(b"public"), get),
-        v2c(GET, 11, [varbind(NODE_VERSION)], b"c" * 60000),
-        message(1, b"public", tlv(GET, tlv(INTEGER, b"\x7f" * 9) + integer(0) * 2 + seq())),
+        message(GET, 11, [varbind(NODE_VERSION)], b"c" * 60000),
+        seq(integer(1), octets(b"public"), tlv(GET, tlv(INTEGER, b"\x7f" * 9) + integer(0) * 3)),
         # A sub-identifier of ten octets, an OID far past 128 sub-identifiers, deep nesting.
-        v2c(GETNEXT, 12, [seq(tlv(0x06, b"\x2b\x06\x01" + b"\xff" * 9 + b"\x7f"), NULL)]),
-        v2c(GETNEXT, 13, [varbind(OPER_ENTRY + ".7" * 300)]), v2c(GET, 14, [nested]),
-        message(0, b"public", pdu(GETBULK, 18, [varbind(OPER_ENTRY)], 0, 10)),
+        message(GETNEXT, 12, [seq(tlv(0x06, b"\x2b\x06\x01" + b"\xff" * 9 + b"\x7f"), NULL)]),
+        message(GETNEXT, 13, [varbind(OPER_ENTRY + ".7" * 300)]), message(GET, 14, [nested]),
+        message(GETBULK, 18, [varbind(OPER_ENTRY)], b=10, version=0),
         # SNMPv3 without credentials: discovery, an unknown user, authentication and privacy
         # claimed, privacy without authentication, invalid sizes and security models.
         v3(0, b"", b"", seq(octets(b""), octets(b""), pdu(GET, 20, []))),
@@ -134,12 +131,12 @@ def malformed():
         v3(3, engine, b"intruder", octets(b"e" * 64)), v3(2, b"", b"", scoped),
         v3(0, b"", b"", scoped, 100), v3(0, b"", b"", scoped, 65507, 99),
         v3(0, b"e" * 300, b"u" * 300, scoped)]
-    out += [v2c(GETNEXT, 15, [varbind(OPER_ENTRY)], c)
+    out += [message(GETNEXT, 15, [varbind(OPER_ENTRY)], c)
             for c in (b"", b"publi", b"public\0", b"p" * 255)]
-    out += [message(v, b"public", pdu(GET, 16, [])) for v in (-1, 2, 4, MAX_INT32, 2**40)]
-    for tag in (RESPONSE, TRAP1, INFORM, TRAP2, REPORT, 0xa9, 0xbf):
-        out += [message(v, b"public", pdu(tag, 17, [varbind(NODE_VERSION)])) for v in (0, 1)]
-    return out
+    out += [message(GET, 16, [], version=v) for v in (-1, 2, 4, MAX_INT32, 2**40)]
+    # Response, the traps, Inform, Report and two undefined types.
+    return out + [message(tag, 17, [varbind(NODE_VERSION)], version=v)
+                  for tag in (0xa2, 0xa4, 0xa6, 0xa7, 0xa8, 0xa9, 0xbf) for v in (0, 1)]
 
 
 # GETNEXT and GET with indices that are too long, too short, over 255 in an address or a vrId,
@@ -166,45 +163,6 @@ SET_TARGETS = [(NODE_VERSION, NOT_WRITABLE), (VRRP + ".1.2.0", NOT_WRITABLE),
 SET_VALUES = [integer(1), integer(4), integer(6), octets(b"guess"), tlv(0x40, b"\x0a\0\0\x01")]
 
 
-class Client:
-    """A UDP socket connected to the daemon; counts what it sends."""
-
-    def __init__(self, address):
-        host, port = address.rsplit(":", 1)
-        self.sock = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
-        self.sock.connect((host, int(port)))
-        self.sent, self.last_id = 0, 1000  # above the fixed ids of the malformed requests
-
-    def send(self, data):
-        self.sock.send(data)
-        self.sent += 1
-
-    def drain(self):
-        """Throws away the replies waiting: left there, they would crowd out the next ones."""
-        self.sock.setblocking(False)
-        try:
-            while self.sock.recv(65535):
-                pass
-        except BlockingIOError:
-            pass
-        self.sock.setblocking(True)
-
-    def ask(self, build, timeout=10.0):
-        """Sends `build(request_id)`; the reply with that id, skipping others, or None."""
-        self.last_id += 1
-        self.send(build(self.last_id))
-        deadline = time.monotonic() + timeout
-        while (left := deadline - time.monotonic()) > 0:
-            self.sock.settimeout(left)
-            try:
-                reply = parse_reply(self.sock.recv(65535))
-            except socket.timeout:
-                break
-            if reply and reply.request_id == self.last_id:
-                return reply
-        return None
-
-
 def test_every_request_gets_its_answer_and_nothing_changes(lab):
     # A write community, so that SETs reach the module's handlers instead of being refused by
     # access control; level 2 of Snmp traces those handlers refusing them.
@@ -212,33 +170,62 @@ def test_every_request_gets_its_answer_and_nothing_changes(lab):
     daemon = lab.daemon("--config", conf, "--trace", "Snmp/2")
     before = snmp("snmpwalk", daemon.address, VRRP, env=lab.env)
     served = {oid for oid, _, _ in before}
-    datagrams, client = malformed(), Client(daemon.address)
+    datagrams, sock, sent, last_id = malformed(), socket.socket(type=socket.SOCK_DGRAM), [0], [1000]
+    sock.connect(("127.0.0.1", int(daemon.address.rsplit(":", 1)[1])))
+
+    def send(data):
+        sock.send(data)
+        sent[0] += 1
+
+    def drain():
+        """Throws away the replies waiting: left there, they would crowd out the next ones."""
+        sock.setblocking(False)
+        try:
+            while True:
+                sock.recv(65535)
+        except BlockingIOError:
+            sock.setblocking(True)
+
+    def ask(build, timeout=10.0):
+        """Sends `build(request_id)`; the reply with that id, skipping others, or None."""
+        last_id[0] += 1  # above the fixed ids of the malformed requests
+        send(build(last_id[0]))
+        deadline = time.monotonic() + timeout
+        while (left := deadline - time.monotonic()) > 0:
+            sock.settimeout(left)
+            try:
+                reply = parse_reply(sock.recv(65535))
+            except TimeoutError:
+                return None
+            if reply and reply.request_id == last_id[0]:
+                return reply
+        return None
 
     def alive():
         # Replies come in order, so an answer proves everything before it was dealt with. A
         # burst of large datagrams can fill the agent's receive buffer: the probe is repeated,
         # as a manager would.
         for _ in range(10):
-            reply = client.ask(lambda i: v2c(GET, i, [varbind(NODE_VERSION)]), 1.0)
+            reply = ask(lambda i: message(GET, i, [varbind(NODE_VERSION)]), 1.0)
             if reply:
                 assert [int(v) for _, _, v in reply.bindings] == [2]
-                return client.drain()
-        raise AssertionError(f"no answer after {client.sent} datagrams\n{daemon.describe()}")
+                return drain()
+        raise AssertionError(f"no answer after {sent[0]} datagrams\n{daemon.describe()}")
 
     def barrage():
         for data in datagrams:
-            client.drain()
-            client.send(data)
-            if client.sent % 100 == 0:
+            drain()
+            send(data)
+            if sent[0] % 100 == 0:
                 alive()
         alive()
         for oid in ODD:
             after = next((o for o, _, _ in before if oid_key(o) > oid_key(oid)), None)
-            reply = client.ask(lambda i: v2c(GETNEXT, i, [varbind(oid)]))
+            reply = ask(lambda i: message(GETNEXT, i, [varbind(oid)]))
             assert reply and reply.error_status == 0 and len(reply.bindings) == 1, oid
             name, tag, _ = reply.bindings[0]
             assert (name if after else tag) == (after or END_OF_MIB_VIEW), f"GETNEXT {oid}: {name}"
-            reply = client.ask(lambda i: v2c(GET, i, [varbind(oid)]))
+            reply = ask(lambda i: message(GET, i, [varbind(oid)]))
             assert reply and len(reply.bindings) == 1, oid
             assert reply.bindings[0][1] in ({INTEGER} if oid in served else
                                             {NO_SUCH_OBJECT, NO_SUCH_INSTANCE}), f"GET {oid}"
@@ -247,7 +234,7 @@ def test_every_request_gets_its_answer_and_nothing_changes(lab):
         for a, b, bindings in [(0, MAX_INT32, [varbind(VRRP)]), (0, MAX_INT32, many),
                                (MAX_INT32, MAX_INT32, many), (30, MAX_INT32, many),
                                (-1, -1, many), (0, 0, many)]:
-            reply = client.ask(lambda i: v2c(GETBULK, i, bindings, a=a, b=b))
+            reply = ask(lambda i: message(GETBULK, i, bindings, a=a, b=b))
             assert reply and reply.error_status in (0, 1), f"GETBULK {a}/{b}"
             assert all(tag == END_OF_MIB_VIEW or oid in served for oid, tag, _ in reply.bindings)
         for target, refusal in SET_TARGETS:
@@ -256,15 +243,15 @@ def test_every_request_gets_its_answer_and_nothing_changes(lab):
                 for version, community, expected in [(1, b"private", refusal),
                                                      (0, b"private", NO_SUCH_NAME),
                                                      (1, b"public", NO_ACCESS)]:
-                    reply = client.ask(lambda i: message(
-                        version, community, pdu(SET, i, [varbind(target, value)])))
+                    reply = ask(lambda i: message(SET, i, [varbind(target, value)], community,
+                                                  version=version))
                     assert reply and (reply.error_status, reply.error_index) == (expected, 1), \
                         f"{community} v{version} SET {target}: {reply}"
             # NULL is no value to set: the agent refuses it before any handler sees it.
-            reply = client.ask(lambda i: v2c(SET, i, [varbind(target)], b"private"))
+            reply = ask(lambda i: message(SET, i, [varbind(target)], b"private"))
             assert reply and reply.error_status == WRONG_TYPE, f"SET NULL {target}"
         # An unknown community gets no answer at all.
-        assert client.ask(lambda i: v2c(SET, i, [varbind(NODE_VERSION, integer(3))], b"secret"),
+        assert ask(lambda i: message(SET, i, [varbind(NODE_VERSION, integer(3))], b"secret"),
                           0.3) is None
         alive()
 
@@ -273,7 +260,7 @@ def test_every_request_gets_its_answer_and_nothing_changes(lab):
     for _ in range(2):
         barrage()
         peak = max(peak, daemon.rss_kb())
-    print(f"{client.sent} hostile datagrams; RSS after warm-up {warm} KiB, highest {peak} KiB")
+    print(f"{sent[0]} hostile datagrams; RSS after warm-up {warm} KiB, highest {peak} KiB")
     assert peak - warm <= RSS_SLACK_KB
     assert "SET is not configured for column vrrpOperRowStatus" in daemon.log()
     assert masked(snmp("snmpwalk", daemon.address, VRRP, env=lab.env)) == masked(before)
