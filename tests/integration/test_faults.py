@@ -38,15 +38,10 @@ def test_a_broken_document_of_any_kind_leaves_the_last_good_state_served(lab):
     rng = random.Random(7)
     garbage = "\x01" + "".join(chr(rng.randrange(1, 128)) for _ in range(4095))
 
-    def replace_with(make):
-        state.unlink()
-        make()
-
     def huge():
         # Refused from its size, unread: a 64 GiB sparse file would take minutes and all memory.
-        with open(lab.dir / "huge", "wb") as f:
-            f.write(b"{")
-            f.truncate(64 << 30)
+        state.unlink()
+        os.truncate(lab.write("huge", "{"), 64 << 30)
         os.rename(lab.dir / "huge", state)
 
     faults = [
@@ -58,10 +53,10 @@ def test_a_broken_document_of_any_kind_leaves_the_last_good_state_served(lab):
          "$.interfaces.Ethernet1.ifIndex"),
         (lambda: daemon.write_state('{"vrrpStatus": {"Ethernet1": {"5": {"state": "mastr"}}}}'),
          '$.vrrpStatus.Ethernet1["5"].state'),
-        (lambda: replace_with(state.mkdir), "directory"),
+        (lambda: (state.unlink(), state.mkdir()), "directory"),
         # A FIFO whose writer never comes: opening it must not block the agent.
         (lambda: (state.rmdir(), os.mkfifo(state, 0o600)), "not a regular file"),
-        (lambda: (state.unlink(), huge()), "68719476736 bytes, larger than the limit"),
+        (huge, "68719476736 bytes, larger than the limit"),
         (lambda: daemon.write_state(" " * (16 * 1024 * 1024 + 1)), "16777217 bytes"),
     ]
     rejections = lambda: [line for line in daemon.log().splitlines()
