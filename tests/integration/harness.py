@@ -168,8 +168,8 @@ def parse_varbinds(text):
 
 
 def run_tool(tool, agent, *args, community="public", options=(), env=None):
-    """One of net-snmp's tools against `agent`, run to its end; later options override the
-    defaults here. The finished subprocess.CompletedProcess, with `argv`."""
+    """One of net-snmp's tools against `agent`, run to its end (a subprocess.CompletedProcess);
+    later options override the defaults here."""
     argv = [tool, "-On", "-Oe", "-t", "2", "-r", "2", "-v2c", "-c", community, *options, agent,
             *args]
     return subprocess.run(argv, capture_output=True, text=True,

@@ -200,10 +200,10 @@ REFUSED = {"authentication without privacy": v3("authNoPriv"),
            "public over SNMPv1": ["-v1", "-t", "1", "-r", "0"]}
 
 
+# One SNMPv3 user with authentication and privacy, no community. Only that user, with both its
+# pass phrases, gets anything; nothing it gets or the agent stores discloses a secret. The engine
+# and the user outlive restarts, so the createUser line can leave the configuration.
 def test_only_the_authpriv_user_gets_anything_and_no_secret_leaks(lab):
-    """One SNMPv3 user with authentication and privacy, no community. Only that user, with both
-    its pass phrases, gets anything; nothing it gets or the agent stores discloses a secret. The
-    engine and the user outlive restarts, so the createUser line can leave the configuration."""
     rouser = f"rouser opsuser authpriv {VRRP}\n"
     create = f'createUser opsuser SHA-256 "{AUTH_PASS}" AES "{PRIV_PASS}"\n'
     stored = lab.dir / "persist" / "fhrp-snmpd.conf"
