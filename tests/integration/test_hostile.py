@@ -4,7 +4,6 @@ as before, has changed nothing, holds no more memory than after a warm-up, and e
 the sanitizer build: with no leak)."""
 import random
 import socket
-import time
 from collections import namedtuple
 
 from pyasn1.codec.ber import decoder, encoder
