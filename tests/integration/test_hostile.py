@@ -69,7 +69,7 @@ Reply = namedtuple("Reply", "request_id error_status error_index bindings")
 
 
 def parse_reply(data):
-    """(oid, tag, value) bindings of an SNMP reply; None when it is not one."""
+    """The SNMP reply in `data`, its bindings as (oid, tag, value); None when it is not one."""
     try:
         mod = api.protoModules[api.decodeMessageVersion(data)]
         msg, _ = decoder.decode(data, asn1Spec=mod.Message())
@@ -245,7 +245,7 @@ def test_every_request_gets_its_answer_and_nothing_changes(lab):
             assert reply and reply.error_status == WRONG_TYPE, f"SET NULL {target}"
         # An unknown community gets no answer at all.
         assert ask(lambda i: message(SET, i, [varbind(NODE_VERSION, integer(3))], b"secret"),
-                          0.3) is None
+                   0.3) is None
         alive()
 
     barrage()
