@@ -10,7 +10,8 @@ cd "$(dirname "$0")/.."
 
 started=$SECONDS
 make package
-version=$(sed -n 's/^project(fhrp-snmp VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt)
+deb=$(ls dist/fhrp-snmp_*_"$(dpkg --print-architecture)".deb)
+version=$(dpkg-deb -f "$deb" Version)
 multiarch=$(dpkg-architecture -qDEB_HOST_MULTIARCH)
 
 work=$(mktemp -d)
@@ -45,7 +46,7 @@ fi
 
 echo "== package-check: install"
 export DEBIAN_FRONTEND=noninteractive
-apt-get install -y -qq --reinstall "./dist/fhrp-snmp_${version}_$(dpkg --print-architecture).deb"
+apt-get install -y -qq --reinstall "./$deb"
 
 echo "== package-check: installed files"
 for f in /usr/sbin/fhrp-snmpd "/usr/lib/$multiarch/fhrp-snmp/fhrpsnmp.so" \
@@ -62,6 +63,7 @@ id fhrp-snmp >/dev/null || fail "no user fhrp-snmp"
 if getent group frrvty >/dev/null; then
   id -nG fhrp-snmp | grep -qw frrvty || fail "fhrp-snmp is not in the group frrvty"
 fi
+# Both come from the version in CMakeLists.txt, through debian/changelog and the build.
 [ "$(/usr/sbin/fhrp-snmpd --version)" = "fhrp-snmpd $version" ] ||
   fail "fhrp-snmpd --version: $(/usr/sbin/fhrp-snmpd --version)"
 

@@ -103,6 +103,7 @@ Process& FhrpDaemon::launch(const std::vector<std::string>& args) {
                      "thread_local_quarantine_size_kb=64");
     env.emplace_back("UBSAN_OPTIONS", "halt_on_error=1:print_stacktrace=1");
   }
+  env.insert(env.end(), env_.begin(), env_.end());
   process_.reset();
   process_ = std::make_unique<Process>(argv, dir_.path(), "fhrp-snmpd", env);
   return *process_;

@@ -50,6 +50,8 @@ class FhrpDaemon {
   void replaceState(const std::string& json);
   std::filesystem::path statePath() const { return dir_ / "state.json"; }
 
+  // Added to the environment of the next launch (NOTIFY_SOCKET, JOURNAL_STREAM: as systemd).
+  void envIs(Env env) { env_ = std::move(env); }
   // --state, --listen on a fresh port, then `extraArgs`; returns once the daemon is ready.
   void start(const std::vector<std::string>& extraArgs = {});
   // Exactly `args`, without waiting.
@@ -69,6 +71,7 @@ class FhrpDaemon {
  private:
   TempDir dir_{"fhrp-daemon"};
   std::vector<std::string> wrapper_;
+  Env env_;
   std::uint16_t port_ = 0;
   std::unique_ptr<Process> process_;
   int edits_ = 0;
