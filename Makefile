@@ -4,10 +4,11 @@
 
 PACKAGES := build-essential cmake ninja-build pkg-config libsnmp-dev snmp snmpd snmptrapd \
             libgtest-dev libgmock-dev googletest libbenchmark-dev clang libclang-rt-14-dev \
-            clang-format python3-pytest python3-pysnmp4
+            clang-format python3-pytest python3-pysnmp4 libsystemd-dev debhelper lintian \
+            systemd man-db
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 
-.PHONY: all deps build asan test fuzz format format-check clean demo bench
+.PHONY: all deps build asan test fuzz format format-check clean demo bench package
 
 all: build
 
@@ -88,7 +89,12 @@ format-check:
 	$(SOURCES) | xargs -0 -r clang-format --dry-run --Werror
 
 clean:
-	rm -rf build build-asan build-bench build-fuzz
+	rm -rf build build-asan build-bench build-fuzz dist
+
+# The Debian package fhrp-snmp (version from CMakeLists.txt) into dist/, checked by lintian;
+# see scripts/package.sh. scripts/package-check.sh installs, tries and purges it (CI does).
+package: deps
+	scripts/package.sh
 
 # Builds the daemon and runs it on examples/lab.json with a local trap receiver.
 demo: deps

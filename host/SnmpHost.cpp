@@ -13,6 +13,7 @@
 #include <net-snmp/agent/net-snmp-agent-includes.h>
 #include <net-snmp/library/large_fd_set.h>
 
+#include "host/JournalLog.h"
 #include "kiv/Exception.h"
 
 namespace Host {
@@ -70,7 +71,7 @@ SnmpHost::~SnmpHost() {
 void SnmpHost::configure() {
   // No MIB text is needed to serve numeric OIDs; loading it only prints warnings.
   setenv("MIBS", "", 0);
-  snmp_enable_stderrlog();
+  logToStderr();
   Kiv::String8 dir = persistentDir();
   mkdir(dir.c_str(), 0700);
   netsnmp_ds_set_string(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_PERSISTENT_DIR, dir.c_str());

@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <exception>
 
+#include <systemd/sd-daemon.h>
+
 #include "host/Options.h"
 #include "host/Signals.h"
 #include "host/Service.h"
@@ -48,10 +50,17 @@ int main(int argc, char** argv) {
     Host::registerVrrpMib(options.contexts);
     snmp.open();
     service.watch();
-    Host::installSignalHandlers([&snmp] { snmp.stop(); }, [&service] { service.reload(); });
-    std::fprintf(stderr, "fhrp-snmpd: ready on %s\n",
-                 (options.agentx() ? options.agentxSocket : options.listen).c_str());
+    Host::installSignalHandlers(
+        [&snmp] {
+          sd_notify(0, "STOPPING=1");
+          snmp.stop();
+        },
+        [&service] { service.reload(); });
+    const Kiv::String8& address = options.agentx() ? options.agentxSocket : options.listen;
+    std::fprintf(stderr, "fhrp-snmpd: ready on %s\n", address.c_str());
     std::fflush(stderr);
+    // Under systemd (Type=notify) `systemctl start` returns only now; elsewhere a no-op.
+    sd_notifyf(0, "READY=1\nSTATUS=serving the VRRP-MIB on %s", address.c_str());
     snmp.run();
     return 0;
   } catch (const Kiv::Exception& e) {

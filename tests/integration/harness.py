@@ -300,7 +300,10 @@ class Lab:
         return path
 
     def spawn(self, argv, name, env=None, wait_for=None, timeout=10.0, cls=Proc, cwd=None):
-        proc = cls(argv, self.dir / f"{name}.log", env=env or self.env, cwd=cwd or self.dir)
+        # A second process of the same name gets a log of its own.
+        used = sum(1 for p in self._procs if p.log_path.stem.split(".")[0] == name)
+        log = self.dir / (f"{name}.{used}.log" if used else f"{name}.log")
+        proc = cls(argv, log, env=env or self.env, cwd=cwd or self.dir)
         self._procs.append(proc)
         if wait_for and not proc.wait_for(wait_for, timeout):
             raise AssertionError(f"{name} did not log {wait_for!r}:\n{proc.describe()}")
@@ -364,7 +367,7 @@ class Lab:
         env = dict(self.env, SNMP_PERSISTENT_DIR=str(self.dir / "trapd-persist"))
         for attempt in range(3):
             port = free_port()
-            log = self.dir / f"traps-{attempt}.log"
+            log = self.dir / f"traps-{port}.log"
             proc = self.spawn(["snmptrapd", "-f", "-C", "-c", conf, "-Lf", log, "-n", "-On",
                                "-F", f"{_RS}%V{_US}%v{_RS}\n", f"udp:127.0.0.1:{port}"],
                               f"snmptrapd-{attempt}", env=env, cls=Trapd)
