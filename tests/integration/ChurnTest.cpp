@@ -113,8 +113,8 @@ TEST(ChurnTest, BulkWalksStayWellFormedWhileTheDocumentChurns) {
   FhrpDaemon daemon(docs[0]);
   daemon.start();
   const pid_t pid = daemon.process().pid();
-  LogCounter applied(daemon.process().stderrPath(), "fhrp-snmp: applied");
-  LogCounter rejected(daemon.process().stderrPath(), "fhrp-snmp: rejected");
+  LogCounter applied(daemon.process().stderrPath(), "fhrp-snmpd: applied");
+  LogCounter rejected(daemon.process().stderrPath(), "fhrp-snmpd: rejected");
   auto apply = [&](std::size_t which) {
     const std::size_t before = applied.count();
     daemon.replaceState(docs[which]);

@@ -74,7 +74,7 @@ TEST(FaultTest, ABrokenDocumentOfAnyKindLeavesTheLastGoodStateServed) {
   auto servedNow = [&] { return masked(snmp("snmpwalk", daemon.address(), {kVrrp}).varbinds); };
   const std::vector<VarBind> served = servedNow();
   ASSERT_EQ(served.size(), 2u + 4 * 3 * 14 + 4 * 3);
-  LogCounter rejected(daemon.process().stderrPath(), "fhrp-snmp: rejected");
+  LogCounter rejected(daemon.process().stderrPath(), "; still serving the last good state");
   const fs::path state = daemon.statePath();
   const std::string text = good.json();
   std::mt19937 rng(7);
@@ -83,7 +83,7 @@ TEST(FaultTest, ABrokenDocumentOfAnyKindLeavesTheLastGoodStateServed) {
   const std::uint64_t readBefore = bytesRead(pid);
 
   const std::vector<std::pair<std::function<void()>, std::string>> faults = {
-      {[&] { fs::remove(state); }, "no such file"},
+      {[&] { fs::remove(state); }, state.string() + " does not exist"},
       {[&] { daemon.writeState(""); }, "found end of document"},  // a writer truncating first
       {[&] { daemon.writeState(text.substr(0, text.size() / 2)); },
        "rejected " + state.string() + ": line "},
@@ -128,7 +128,7 @@ TEST(FaultTest, ABrokenDocumentOfAnyKindLeavesTheLastGoodStateServed) {
     EXPECT_EQ(servedNow(), served);
     fs::permissions(state, fs::perms::owner_read | fs::perms::owner_write);
   }
-  ASSERT_TRUE(daemon.waitForLog("fhrp-snmp: applied", 10s)) << daemon.log();
+  ASSERT_TRUE(daemon.waitForLog("fhrp-snmpd: applied", 10s)) << daemon.log();
   EXPECT_EQ(servedNow().size(), served.size() - 15);
   EXPECT_EQ(daemon.stop(), 0) << daemon.process().describe();
   if (!unreadable) GTEST_SKIP() << "running as root, and setpriv could not drop CAP_DAC_OVERRIDE";
@@ -156,7 +156,7 @@ TEST(FaultTest, SinksThatDoNotListenOrNeverReadStallNothing) {
                 "tcp:127.0.0.1:" + std::to_string(deaf.port()), "--trap-sink",
                 "127.0.0.1:" + std::to_string(freeUdpPort()), "--trap-sink",
                 "127.0.0.1:" + std::to_string(live.port())});
-  LogCounter applied(daemon.process().stderrPath(), "fhrp-snmp: applied");
+  LogCounter applied(daemon.process().stderrPath(), "fhrp-snmpd: applied");
   LogCounter dropped(daemon.process().stderrPath(), "send_trap: Failure in sendto");
 
   // Every document fails over half of the 1000 routers: 500 notifications to each sink. Go on
