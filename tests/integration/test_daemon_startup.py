@@ -2,6 +2,7 @@
 one line, under AgentX it is ready only once the master took the MIB, the standalone agent
 answers the system group, and the plug-in follows a document that comes after snmpd."""
 import os
+import signal
 import socket
 import subprocess
 from pathlib import Path
@@ -145,3 +146,11 @@ def test_the_plugin_serves_a_document_created_after_snmpd_started(lab):
     lab.write("run/state.json", LAB_JSON.read_text())
     assert wait_until(lambda: len(snmp("snmpwalk", snmpd.address, OPER_TABLE)) == 8 * 14, 15), \
         snmpd.describe()
+
+    # snmpd reloads its configuration, which names another document now.
+    other = lab.write("other.json", "{}")
+    conf = lab.dir / "snmpd.conf"
+    conf.write_text(conf.read_text().replace(str(state), str(other)))
+    os.kill(snmpd.pid, signal.SIGHUP)
+    assert wait_until(lambda: [kind for _, kind, _ in snmp("snmpwalk", snmpd.address, OPER_TABLE)]
+                      == ["noSuchObject"], 15), snmpd.describe()
