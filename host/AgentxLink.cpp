@@ -44,6 +44,10 @@ AgentxLink::AgentxLink(Kiv::String8 socket, std::function<void()> onReady)
   });
 }
 
+AgentxLink::~AgentxLink() {
+  DaemonLog::filterIs(nullptr);
+}
+
 bool AgentxLink::line(int, const Kiv::String8& text, int error) {
   if (text.find("Failed to connect to the agentx master agent") != Kiv::String8::npos) {
     // net-snmp logs the attempt right after the connect failed: errno still holds its reason.

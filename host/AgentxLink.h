@@ -15,6 +15,7 @@ class AgentxLink {
  public:
   // `onReady` runs once, when the MIB is first registered with the master.
   AgentxLink(Kiv::String8 socket, std::function<void()> onReady);
+  ~AgentxLink();
   AgentxLink(const AgentxLink&) = delete;
   AgentxLink& operator=(const AgentxLink&) = delete;
 

@@ -20,6 +20,10 @@ using namespace std::chrono_literals;
 
 const std::string kVrrp = ".1.3.6.1.2.1.68";
 const Oid kNodeVersion = parseOid(kVrrp + ".1.1.0");
+
+bool insideVrrp(const RawVarBind& vb) {
+  return vb.type != Ber::kEndOfMibView && oidText(vb.oid).rfind(kVrrp + ".", 0) == 0;
+}
 const Oid kOperEntry = parseOid(kVrrp + ".1.3.1");
 const Oid kAssoEntry = parseOid(kVrrp + ".1.4.1");
 constexpr std::int64_t kMaxInt32 = 2147483647;
@@ -237,7 +241,8 @@ TEST(HostileTrafficTest, EveryRequestGetsItsAnswerAndNothingChanges) {
       auto after = std::find_if(before.begin(), before.end(),
                                 [&](const VarBind& vb) { return oid < parseOid(vb.oid); });
       if (after == before.end()) {
-        EXPECT_EQ(next->varBinds[0].type, Ber::kEndOfMibView) << "GETNEXT " << oidText(oid);
+        // Past the VRRP-MIB: the engine group, or the end of the view.
+        EXPECT_FALSE(insideVrrp(next->varBinds[0])) << "GETNEXT " << oidText(oid);
       } else {
         EXPECT_EQ(oidText(next->varBinds[0].oid), after->oid) << "GETNEXT " << oidText(oid);
       }
@@ -256,7 +261,7 @@ TEST(HostileTrafficTest, EveryRequestGetsItsAnswerAndNothingChanges) {
       ASSERT_TRUE(reply) << "no answer to GETBULK " << bulk.nonRepeaters << "/" << bulk.repetitions;
       EXPECT_TRUE(reply->errorStatus == 0 || reply->errorStatus == 1) << reply->errorStatus;
       for (const RawVarBind& vb : reply->varBinds) {
-        EXPECT_TRUE(vb.type == Ber::kEndOfMibView || served.count(oidText(vb.oid)))
+        EXPECT_TRUE(!insideVrrp(vb) || served.count(oidText(vb.oid)))
             << "GETBULK answered " << oidText(vb.oid) << " type " << int(vb.type);
       }
     }

@@ -140,12 +140,16 @@ def test_the_plugin_serves_a_document_created_after_snmpd_started(lab):
     if SANITIZED:
         pytest.skip("an instrumented plug-in cannot load into snmpd")
     state = lab.dir / "run" / "state.json"
-    snmpd = lab.snmpd([f"dlmod fhrpsnmp {FHRP_PLUGIN}", f"fhrpStateFile {state}"])
+    trapd = lab.trapd()
+    snmpd = lab.snmpd([f"trap2sink {trapd.sink} public", f"dlmod fhrpsnmp {FHRP_PLUGIN}",
+                       f"fhrpStateFile {state}"])
     assert get(snmpd.address, NODE_VERSION) == {NODE_VERSION: "2"}
     assert [kind for _, kind, _ in snmp("snmpwalk", snmpd.address, OPER_TABLE)] == ["noSuchObject"]
     lab.write("run/state.json", LAB_JSON.read_text())
     assert wait_until(lambda: len(snmp("snmpwalk", snmpd.address, OPER_TABLE)) == 8 * 14, 15), \
         snmpd.describe()
+    # The lab's three masters are announced: their becoming master was never seen.
+    assert trapd.wait_for_count(3) == 3, trapd.log()
 
     # snmpd reloads its configuration, which names another document now.
     other = lab.write("other.json", "{}")
