@@ -43,7 +43,6 @@ TEST(OptionsTest, BadArgumentsAreOneClearLine) {
       {{}, "--state FILE is required"},
       {{"--state"}, "option --state needs a value"},
       {{"--state", "s", "--bogus"}, "unknown argument '--bogus'"},
-      {{"--state", "s", "--context", "c"}, "unknown argument '--context'"},
       {{"--state", "s", "--notifications", "maybe"},
        "--notifications takes on or off, not 'maybe'"},
       {{"--state", "s", "--listen", "udp:1", "--agentx", "/x"},
