@@ -1,5 +1,6 @@
 #include "host/SnmpHost.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -38,41 +39,30 @@ Kiv::String8 persistentDir() {
   return Kiv::String8(tmp && *tmp ? tmp : "/tmp") + "/fhrp-snmpd-" + std::to_string(geteuid());
 }
 
-// Why an address cannot be listened on, in the system's words (net-snmp only says that it could
-// not open it): each address is opened and closed once before the agent opens them all.
-Kiv::String8 listenFailure(const Kiv::String8& addresses) {
-  std::size_t start = 0;
-  while (start <= addresses.size()) {
-    std::size_t comma = addresses.find(',', start);
-    if (comma == Kiv::String8::npos) comma = addresses.size();
-    const Kiv::String8 address = addresses.substr(start, comma - start);
-    start = comma + 1;
-    errno = 0;
-    netsnmp_transport* t = netsnmp_transport_open_server("snmp", address.c_str());
-    const int error = errno;
-    if (t) {
-      if (t->f_close) t->f_close(t);
-      netsnmp_transport_free(t);
-      continue;
-    }
-    return address + ": " + (error ? std::strerror(error) : "not an address net-snmp can open");
-  }
+// Opens `address` as net-snmp would and closes it again: empty when it opened, else why not, in
+// the system's words (net-snmp itself only says that it could not).
+Kiv::String8 whyNotOpened(bool server, const char* application, const Kiv::String8& address) {
+  errno = 0;
+  netsnmp_transport* t = server ? netsnmp_transport_open_server(application, address.c_str())
+                                : netsnmp_transport_open_client(application, address.c_str());
+  const int error = errno;
+  if (!t) return error ? std::strerror(error) : "unknown host or bad address";
+  if (t->f_close) t->f_close(t);
+  netsnmp_transport_free(t);
   return "";
 }
 
-// net-snmp reports a sink it cannot open with an empty reason and from no file; a sink that is
-// never reached would go unnoticed until the first failover.
-void checkTrapSink(const Kiv::String8& sink) {
-  errno = 0;
-  netsnmp_transport* t = netsnmp_transport_open_client("snmptrap", sink.c_str());
-  const int error = errno;
-  if (t) {
-    if (t->f_close) t->f_close(t);
-    netsnmp_transport_free(t);
-    return;
+// Each address once, before the agent opens them all: "ADDRESS: reason", or empty.
+Kiv::String8 listenFailure(const Kiv::String8& addresses) {
+  for (std::size_t start = 0; start <= addresses.size();) {
+    const std::size_t comma = std::min(addresses.find(',', start), addresses.size());
+    const Kiv::String8 address = addresses.substr(start, comma - start);
+    start = comma + 1;
+    if (Kiv::String8 why = whyNotOpened(true, "snmp", address); !why.empty()) {
+      return address + ": " + why;
+    }
   }
-  throw Kiv::RangeException("--trap-sink " + sink + ": " +
-                            (error ? std::strerror(error) : "unknown host or bad address"));
+  return "";
 }
 
 void configLine(const Kiv::String8& line) {
@@ -179,7 +169,10 @@ void SnmpHost::open() {
   if (!options_.agentx()) {
     if (options_.serveCommunity) configLine("rocommunity " + options_.community);
     for (const auto& sink : options_.trapSinks) {
-      checkTrapSink(sink);
+      // net-snmp reports a sink it cannot open with no reason and from no file.
+      if (Kiv::String8 why = whyNotOpened(false, "snmptrap", sink); !why.empty()) {
+        throw Kiv::RangeException("--trap-sink " + sink + ": " + why);
+      }
       configLine("trap2sink " + sink + " " + options_.community);
     }
   }
