@@ -41,10 +41,19 @@ int start(int, int, void*, void*) {
     return 0;
   }
   service = std::make_unique<Host::Service>(stateFile, true);
-  service->startFollowing();
+  service->startEmpty();
   Host::registerVrrpMib();
   service->watch();
   Host::logLine(LOG_INFO, "serving VRRP-MIB from " + stateFile);
+  // The first read waits for snmpd's loop. snmpd reads its configuration as root and only then
+  // becomes its own user, who must read every later version of the document: a document only
+  // root can read is then refused from the start, not after its first change.
+  snmp_alarm_register_hr(
+      timeval{0, 1000}, 0,
+      [](unsigned int, void*) {
+        if (service) service->reload();
+      },
+      nullptr);
   return 0;
 }
 

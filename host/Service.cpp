@@ -77,9 +77,8 @@ void Service::start() {
   build();
 }
 
-void Service::startFollowing() {
+void Service::startEmpty() {
   build();
-  reload();
 }
 
 void Service::unwatch() {

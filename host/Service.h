@@ -23,9 +23,9 @@ class Service {
   // agent, and publishes the model where the SNMP module looks for it. A bad
   // document raises Zentra::StateFileError ("FILE: reason") and nothing starts.
   void start();
-  // As start(), but a document that is missing or bad is logged and the model starts empty;
-  // watch() then takes the document once it is good. For a host that must not fail.
-  void startFollowing();
+  // As start(), but with nothing read yet: the model starts empty, reload() reads the document
+  // and watch() follows it. For a host that must not fail on a missing or bad document.
+  void startEmpty();
   // Follows the state document on the agent's event loop. When its directory cannot be
   // watched (not there yet, or gone), it is looked for again every few seconds.
   void watch();

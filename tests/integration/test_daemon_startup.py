@@ -158,3 +158,18 @@ def test_the_plugin_serves_a_document_created_after_snmpd_started(lab):
     os.kill(snmpd.pid, signal.SIGHUP)
     assert wait_until(lambda: [kind for _, kind, _ in snmp("snmpwalk", snmpd.address, OPER_TABLE)]
                       == ["noSuchObject"], 15), snmpd.describe()
+
+
+def test_the_plugin_names_the_user_that_cannot_read_its_document(lab):
+    if SANITIZED or os.geteuid() != 0:
+        pytest.skip("needs an uninstrumented plug-in and root for snmpd to drop")
+    lab.dir.chmod(0o755)
+    state = lab.state()
+    state.chmod(0o600)  # as root reads its configuration, but not the user it becomes
+    snmpd = lab.snmpd(["agentuser nobody", "agentgroup nogroup",
+                       f"dlmod fhrpsnmp {FHRP_PLUGIN}", f"fhrpStateFile {state}"])
+    assert snmpd.wait_for(f"fhrp-snmp: rejected {state}: permission denied for user nobody"), \
+        snmpd.describe()
+    state.chmod(0o644)
+    assert wait_until(lambda: len(snmp("snmpwalk", snmpd.address, OPER_TABLE)) == 8 * 14, 15), \
+        snmpd.describe()
