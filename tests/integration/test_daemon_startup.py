@@ -57,7 +57,7 @@ def unprivileged_port_161(lab):
 def busy_port(lab):
     held = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
     held.bind(("127.0.0.1", 0))
-    lab.held = held  # closed with the lab's scratch folder
+    lab.held = held  # open until the test ends
     port = held.getsockname()[1]
     return {}, ["--listen", f"udp:127.0.0.1:{port}"], \
         f"cannot listen on udp:127.0.0.1:{port}: Address already in use"
