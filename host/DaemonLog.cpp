@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <string_view>
 #include <vector>
 
 #include "platform/Snmp/NetSnmp.h"
