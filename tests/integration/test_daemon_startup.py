@@ -1,10 +1,9 @@
-"""fhrp-snmpd's start-up as an operator meets it: a failed start loses nothing and says why in
-one line, under AgentX it is ready only once the master took the MIB, the standalone agent
-answers the system group, and the plug-in follows a document that comes after snmpd."""
+"""fhrp-snmpd's start-up as an operator meets it: a failed start says why in one line, under
+AgentX it is ready only once the master took the MIB, the standalone agent answers the system
+group; and the plug-in follows a document that comes after snmpd or that snmpd cannot read."""
 import os
 import signal
 import socket
-import subprocess
 from pathlib import Path
 
 import pytest
@@ -12,78 +11,62 @@ import pytest
 from harness import FHRP_PLUGIN, LAB_JSON, OPER_TABLE, SANITIZED, VRRP, get, snmp, wait_until
 
 NODE_VERSION = VRRP + ".1.1.0"
-AUTH, PRIV = "auth-pass-phrase-1", "priv-pass-phrase-1"
 DROP_PRIVILEGES = ("setpriv", "--reuid=nobody", "--regid=nogroup", "--clear-groups")
+NOWHERE = ["--listen", "udp:127.0.0.1:1"]  # never opened: the start fails before
 
 
-def v3_get(lab, agent, oid):
-    """One authPriv GET as user `ops`; the tool's exit status and output."""
-    done = subprocess.run(
-        ["snmpget", "-On", "-t", "2", "-r", "1", "-v3", "-l", "authPriv", "-u", "ops", "-a",
-         "SHA-256", "-A", AUTH, "-x", "AES", "-X", PRIV, agent, oid],
-        capture_output=True, text=True, env=lab.env, timeout=60)
-    return done.returncode, done.stdout + done.stderr
-
-
-def test_a_failed_start_keeps_the_snmpv3_user(lab):
-    rouser = "rouser ops authpriv\n"
-    conf = lab.write("agent.conf", f'createUser ops SHA-256 "{AUTH}" AES "{PRIV}"\n' + rouser)
-    daemon = lab.daemon("--no-community", "--config", conf)
-    assert v3_get(lab, daemon.address, NODE_VERSION)[0] == 0
-    assert daemon.stop() == 0
-    # As docs/security.md advises: the pass phrases leave the configuration after the first start.
-    lab.write("agent.conf", rouser)
-    for name, text in [("missing.json", None), ("bad.json", '{"interfaces": []}')]:
-        if text is not None:
-            lab.write(name, text)
-        failed = lab.spawn([daemon.argv[0], "--state", lab.dir / name, "--listen",
-                            "udp:127.0.0.1:1", "--no-community", "--config", conf],
-                           f"failed-{name}", env=dict(lab.env, SNMP_PERSISTENT_DIR=str(
-                               lab.dir / "persist")))
-        assert failed.wait(30) == 2, failed.describe()
-    daemon = lab.daemon("--no-community", "--config", conf)
-    status, output = v3_get(lab, daemon.address, NODE_VERSION)
-    assert status == 0 and "INTEGER: 2" in output, output
-
-
-def unprivileged_port_161(lab):
+def unprivileged_port_161(lab, state):
     if os.geteuid() != 0 or int(Path("/proc/sys/net/ipv4/ip_unprivileged_port_start")
                                 .read_text()) <= 161:
         pytest.skip("needs root to drop, and port 161 privileged")
     lab.dir.chmod(0o755)
-    return {"wrapper": DROP_PRIVILEGES}, ["--listen", "udp:127.0.0.1:161"], "Permission denied"
+    return ["--state", state, "--listen", "udp:127.0.0.1:161"], "Permission denied", \
+        DROP_PRIVILEGES
 
 
-def busy_port(lab):
+def busy_port(lab, state):
     held = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
     held.bind(("127.0.0.1", 0))
     lab.held = held  # open until the test ends
     port = held.getsockname()[1]
-    return {}, ["--listen", f"udp:127.0.0.1:{port}"], \
+    return ["--state", state, "--listen", f"udp:127.0.0.1:{port}"], \
         f"cannot listen on udp:127.0.0.1:{port}: Address already in use"
 
 
-# Each case: how to run, its arguments, and the one line it must end with.
+# Each case: its arguments, the reason its one line must give, and a wrapper to run it in.
 BAD_STARTS = {
-    "unknown sink": lambda lab: ({}, ["--listen", "udp:127.0.0.1:1", "--trap-sink",
-                                      "nosuchhost.invalid:162"],
-                                 "--trap-sink nosuchhost.invalid:162: unknown host"),
-    "rejected config line": lambda lab: (
-        {}, ["--listen", "udp:127.0.0.1:1", "--config",
-             lab.write("agent.conf", 'createUser bad SHA-999 "x"\n')],
+    "bad document": lambda lab, state: (
+        ["--state", lab.write("bad.json", '{"interfaces": []}'), *NOWHERE],
+        "bad.json: $.interfaces: expected an object"),
+    "missing document": lambda lab, state: (["--state", lab.dir / "missing", *NOWHERE],
+                                            "missing: no such file"),
+    "unknown argument": lambda lab, state: (["--state", state, "--bogus"],
+                                            "unknown argument '--bogus'"),
+    # Without the users and rules it holds the agent would be open: no start.
+    "missing --config": lambda lab, state: (
+        ["--state", state, *NOWHERE, "--config", lab.dir / "missing"],
+        f"cannot read --config {lab.dir / 'missing'}"),
+    "rejected --config line": lambda lab, state: (
+        ["--state", state, *NOWHERE, "--config",
+         lab.write("agent.conf", 'createUser bad SHA-999 "x"\n')],
         "agent.conf: line 1: unknown authProtocol"),
-    "unknown config token": lambda lab: (
-        {}, ["--listen", "udp:127.0.0.1:1", "--config", lab.write("agent.conf", "rocomunity x\n")],
+    "unknown --config token": lambda lab, state: (
+        ["--state", state, *NOWHERE, "--config", lab.write("agent.conf", "rocomunity x\n")],
         "agent.conf: line 1: Unknown token: rocomunity"),
-    "unknown trace handle": lambda lab: ({}, ["--trace", "Snmp/1,Nope"],
-                                         "--trace: unknown handle 'Nope'"),
-    "community under agentx": lambda lab: ({}, ["--agentx", lab.dir / "ax", "--community", "c"],
-                                           "--community does not apply under --agentx"),
-    "sink under agentx": lambda lab: ({}, ["--agentx", lab.dir / "ax", "--trap-sink", "h:162"],
-                                      "--trap-sink does not apply under --agentx"),
+    "unknown sink": lambda lab, state: (
+        ["--state", state, *NOWHERE, "--trap-sink", "nosuchhost.invalid:162"],
+        "--trap-sink nosuchhost.invalid:162: unknown host"),
+    "unknown trace handle": lambda lab, state: (["--state", state, "--trace", "Snmp/1,Nope"],
+                                                "--trace: unknown handle 'Nope'"),
+    "community under agentx": lambda lab, state: (
+        ["--state", state, "--agentx", lab.dir / "ax", "--community", "c"],
+        "--community does not apply under --agentx"),
+    "sink under agentx": lambda lab, state: (
+        ["--state", state, "--agentx", lab.dir / "ax", "--trap-sink", "h:162"],
+        "--trap-sink does not apply under --agentx"),
     "busy port": busy_port,
-    "address not on this host": lambda lab: (
-        {}, ["--listen", "udp:192.0.2.77:1161"],
+    "address not on this host": lambda lab, state: (
+        ["--state", state, "--listen", "udp:192.0.2.77:1161"],
         "cannot listen on udp:192.0.2.77:1161: Cannot assign requested address"),
     "port 161 unprivileged": unprivileged_port_161,
 }
@@ -91,10 +74,10 @@ BAD_STARTS = {
 
 @pytest.mark.parametrize("case", BAD_STARTS)
 def test_a_bad_start_exits_2_with_one_line_naming_the_reason(lab, case):
-    how, args, reason = BAD_STARTS[case](lab)
     state = lab.state()
     state.chmod(0o644)
-    daemon = lab.daemon(*args, state=state, listen=False, wait=False, **how)
+    args, reason, *wrapper = BAD_STARTS[case](lab, state)
+    daemon = lab.daemon(*args, state=False, listen=False, wait=False, wrapper=wrapper[0] if wrapper else ())
     assert daemon.wait(30) == 2, daemon.describe()
     lines = daemon.log().splitlines()
     assert len(lines) == 1 and lines[0].startswith("fhrp-snmpd: ") and reason in lines[0], \
