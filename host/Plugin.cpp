@@ -1,11 +1,13 @@
 // The plug-in for a stock snmpd: `dlmod fhrpsnmp /path/to/fhrpsnmp.so` followed by
 // `fhrpStateFile FILE` in snmpd.conf. snmpd calls init_fhrpsnmp while it reads its
-// configuration; the state document is loaded once the whole configuration is read.
+// configuration; the module is registered and the document followed once the whole
+// configuration is read. The document may come later than snmpd (at boot the VRRP software
+// often starts after it) and may change its name when snmpd reloads its configuration.
 #include <memory>
 
+#include "host/Log.h"
 #include "host/Service.h"
 #include "host/VrrpMibModule.h"
-#include "kiv/Exception.h"
 #include "platform/Snmp/NetSnmp.h"
 
 namespace {
@@ -23,22 +25,35 @@ void freeStateFile() {
 }
 
 int start(int, int, void*, void*) {
-  if (service) return 0;
   if (stateFile.empty()) {
-    snmp_log(LOG_ERR, "fhrp-snmp: no fhrpStateFile line in snmpd.conf; VRRP-MIB not served\n");
+    Host::logLine(
+        LOG_ERR, service ? "no fhrpStateFile line in snmpd.conf; still following " + service->path()
+                         : "no fhrpStateFile line in snmpd.conf; VRRP-MIB not served");
     return 0;
   }
-  auto candidate = std::make_unique<Host::Service>(stateFile, true);
-  try {
-    candidate->start();
-  } catch (const Kiv::Exception& e) {
-    snmp_log(LOG_ERR, "fhrp-snmp: %s; VRRP-MIB not served\n", e.what());
+  if (service) {
+    // snmpd re-read its configuration.
+    if (service->path() != stateFile) {
+      service->followIs(stateFile);
+    } else {
+      service->reload();
+    }
     return 0;
   }
-  service = std::move(candidate);
-  Host::registerVrrpMib({});
+  service = std::make_unique<Host::Service>(stateFile, true);
+  service->startEmpty();
+  Host::registerVrrpMib();
   service->watch();
-  snmp_log(LOG_INFO, "fhrp-snmp: serving VRRP-MIB from %s\n", stateFile.c_str());
+  Host::logLine(LOG_INFO, "serving VRRP-MIB from " + stateFile);
+  // The first read waits for snmpd's loop. snmpd reads its configuration as root and only then
+  // becomes its own user, who must read every later version of the document: a document only
+  // root can read is then refused from the start, not after its first change.
+  snmp_alarm_register_hr(
+      timeval{0, 1000}, 0,
+      [](unsigned int, void*) {
+        if (service) service->reload();
+      },
+      nullptr);
   return 0;
 }
 
@@ -47,6 +62,7 @@ int start(int, int, void*, void*) {
 extern "C" {
 
 void init_fhrpsnmp() {
+  Host::logPrefixIs("fhrp-snmp: ");
   register_config_handler("snmpd", "fhrpStateFile", parseStateFile, freeStateFile, "FILE");
   snmp_register_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_POST_READ_CONFIG, start, nullptr);
 }

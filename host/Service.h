@@ -23,21 +23,35 @@ class Service {
   // agent, and publishes the model where the SNMP module looks for it. A bad
   // document raises Zentra::StateFileError ("FILE: reason") and nothing starts.
   void start();
-  // Follows the state document on the agent's event loop.
+  // As start(), but with nothing read yet: the model starts empty, reload() reads the document
+  // and watch() follows it. For a host that must not fail on a missing or bad document.
+  void startEmpty();
+  // Follows the state document on the agent's event loop. When its directory cannot be
+  // watched (not there yet, or gone), it is looked for again every few seconds.
   void watch();
   // Re-reads the document. A bad one is logged and the last good state stays.
   bool reload();
+  // Follows another document from now on, and applies it.
+  void followIs(Kiv::String8 stateFile);
 
+  const Kiv::String8& path() const { return file_.path(); }
   const Zentra::StateTree& tree() const { return tree_; }
 
  private:
+  void build();
+  void unwatch();
+  void rejected(const Kiv::RangeException& error);
+
   Zentra::StateTree tree_;
   Zentra::StatePublisher publisher_;
   Zentra::StateFile file_;
   std::unique_ptr<Zentra::StateFileWatcher> watcher_;
+  unsigned int rewatchAlarm_ = 0;
   Kiv::Ptr<Kiv::Entity> model_;
   Kiv::Ptr<Kiv::Entity> agent_;
   bool notifications_;
+  Kiv::String8 goodSince_;  // when the served state was last applied; empty: never
+  bool good_ = true;        // false while the document on disk is rejected or missing
 };
 
 }  // namespace Host

@@ -2,16 +2,18 @@
 // agent or as an AgentX subagent of the machine's snmpd.
 #include <cstdio>
 #include <exception>
+#include <memory>
 
 #include <systemd/sd-daemon.h>
 
+#include "host/AgentxLink.h"
+#include "host/DaemonLog.h"
 #include "host/Options.h"
-#include "host/Signals.h"
 #include "host/Service.h"
+#include "host/Signals.h"
 #include "host/SnmpHost.h"
 #include "host/VrrpMibModule.h"
 #include "kiv/Exception.h"
-#include "kiv/Trace.h"
 
 namespace {
 
@@ -26,7 +28,6 @@ int main(int argc, char** argv) {
   Host::Options options;
   try {
     options = Host::parseOptions(argc, argv);
-    if (!options.trace.empty()) Kiv::traceSpecIs(options.trace);
   } catch (const Kiv::RangeException& e) {
     // One line, as for every other failed start: scripts and logs keep the reason, not the usage.
     return fail(e.message() + " (fhrp-snmpd --help lists the options)");
@@ -41,13 +42,24 @@ int main(int argc, char** argv) {
   }
 
   try {
-    // The document is read before any port is opened: a bad one never yields a
-    // half-started agent.
     Host::Service service(options.stateFile, options.notifications);
     Host::SnmpHost snmp(options);
     snmp.initAgent();
+    // The document is read before any port is opened: a bad one never yields a
+    // half-started agent.
     service.start();
-    Host::registerVrrpMib(options.contexts);
+    Host::registerVrrpMib();
+    const Kiv::String8 where = options.agentx() ? options.agentxSocket : options.listen;
+    auto ready = [&] {
+      snmp.commit();
+      Host::DaemonLog::write("ready on " + where);
+      // Under systemd (Type=notify) `systemctl start` returns only now; elsewhere a no-op.
+      sd_notifyf(0, "READY=1\nSTATUS=serving the VRRP-MIB on %s", where.c_str());
+    };
+    // Under AgentX the daemon is ready once the master took the registration; the link may
+    // come up while the configuration is read, or any time later.
+    std::unique_ptr<Host::AgentxLink> agentx;
+    if (options.agentx()) agentx = std::make_unique<Host::AgentxLink>(where, ready);
     snmp.open();
     service.watch();
     Host::installSignalHandlers(
@@ -56,12 +68,14 @@ int main(int argc, char** argv) {
           snmp.stop();
         },
         [&service] { service.reload(); });
-    const Kiv::String8& address = options.agentx() ? options.agentxSocket : options.listen;
-    std::fprintf(stderr, "fhrp-snmpd: ready on %s\n", address.c_str());
-    std::fflush(stderr);
-    // Under systemd (Type=notify) `systemctl start` returns only now; elsewhere a no-op.
-    sd_notifyf(0, "READY=1\nSTATUS=serving the VRRP-MIB on %s", address.c_str());
-    snmp.run();
+    if (agentx) {
+      agentx->check();
+    } else {
+      ready();
+    }
+    snmp.run([&] {
+      if (agentx) agentx->check();
+    });
     return 0;
   } catch (const Kiv::Exception& e) {
     return fail(e.message());

@@ -74,9 +74,9 @@ def test_bulk_walks_stay_well_formed_while_the_document_churns(lab):
         "snmpbulkwalk", daemon.address, VRRP, options=[f"-Cr{repetitions}", *options], env=lab.env)
 
     def apply(which):
-        before = daemon.count("fhrp-snmp: applied")
+        before = daemon.count("fhrp-snmpd: applied")
         daemon.replace_state(docs[which])
-        return wait_until(lambda: daemon.count("fhrp-snmp: applied") > before, 20, 0.005)
+        return wait_until(lambda: daemon.count("fhrp-snmpd: applied") > before, 20, 0.005)
 
     def served_exactly(which):
         assert walk_keys(bulkwalk(50)) == rows[which], f"document {which}"
@@ -131,7 +131,7 @@ def test_bulk_walks_stay_well_formed_while_the_document_churns(lab):
     assert problems[:5] == [] and walks[0] > 0
     served_exactly(i % CYCLE)  # nothing left behind once the churn is over
     print(f"churn {time.monotonic() - started:.0f} s: {walks[0]} walks, {CYCLE + i} documents "
-          f"written, {daemon.count('fhrp-snmp: rejected')} torn writes rejected; RSS after "
+          f"written, {daemon.count('fhrp-snmpd: rejected')} torn writes rejected; RSS after "
           f"warm-up {kb[0]} KiB, highest {max(kb)} KiB")
     assert max(kb) - kb[0] <= RSS_SLACK_KB
     assert daemon.stop() == 0, daemon.describe()

@@ -45,7 +45,7 @@ def test_a_broken_document_of_any_kind_leaves_the_last_good_state_served(lab):
         os.rename(lab.dir / "huge", state)
 
     faults = [
-        (state.unlink, "no such file"),
+        (state.unlink, f"{state} does not exist"),
         (lambda: daemon.write_state(""), "end of document"),  # a writer truncating first
         (lambda: daemon.write_state(good[:len(good) // 2]), "line "),
         (lambda: daemon.replace_state(garbage), "line 1, column 1"),
@@ -60,7 +60,7 @@ def test_a_broken_document_of_any_kind_leaves_the_last_good_state_served(lab):
         (lambda: daemon.write_state(" " * (16 * 1024 * 1024 + 1)), "16777217 bytes"),
     ]
     rejections = lambda: [line for line in daemon.log().splitlines()
-                          if "fhrp-snmp: rejected" in line]
+                          if "; still serving the last good state" in line]
     read_before = daemon.bytes_read()
     for fault, reason in faults:
         seen = len(rejections())
@@ -79,7 +79,7 @@ def test_a_broken_document_of_any_kind_leaves_the_last_good_state_served(lab):
     assert daemon.wait_for("permission denied"), daemon.log()
     assert served_now() == served
     state.chmod(0o600)
-    assert daemon.wait_for("fhrp-snmp: applied"), daemon.log()
+    assert daemon.wait_for("fhrp-snmpd: applied"), daemon.log()
     assert len(served_now()) == len(served) - 15
     assert daemon.stop() == 0, daemon.describe()
 
@@ -104,10 +104,10 @@ def test_sinks_that_do_not_listen_or_never_read_stall_nothing(lab):
         after_full = documents = 0
         while documents < 400 and after_full < 5:
             # Counted in the raw log: parsing thousands of notifications each time is slow.
-            before, traps_before = daemon.count("fhrp-snmp: applied"), trapd.log().count(NEW_MASTER)
+            before, traps_before = daemon.count("fhrp-snmpd: applied"), trapd.log().count(NEW_MASTER)
             daemon.replace_state(odd if documents % 2 == 0 else even)
             documents += 1
-            assert wait_until(lambda: daemon.count("fhrp-snmp: applied") > before, 20), \
+            assert wait_until(lambda: daemon.count("fhrp-snmpd: applied") > before, 20), \
                 f"document {documents} not applied: the agent is stuck\n{daemon.describe()}"
             # Answers within 2 s, not when the deaf sink times out.
             done = run_tool("snmpget", daemon.address, VRRP + ".1.1.0", community=community,

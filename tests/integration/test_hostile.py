@@ -20,6 +20,11 @@ NO_SUCH_NAME, NO_ACCESS, WRONG_TYPE, NO_CREATION, NOT_WRITABLE = 2, 6, 7, 11, 17
 MAX_INT32 = 2**31 - 1
 
 
+def inside_vrrp(oid, tag):
+    """Past the VRRP-MIB the agent serves the SNMP engine group, then the end of its view."""
+    return tag != END_OF_MIB_VIEW and oid.startswith(VRRP + ".")
+
+
 def tlv(tag, content):
     """`content` under `tag` with the shortest definite length."""
     n = len(content)
@@ -217,7 +222,7 @@ def test_every_request_gets_its_answer_and_nothing_changes(lab):
             reply = ask(lambda i: message(GETNEXT, i, [varbind(oid)]))
             assert reply and reply.error_status == 0 and len(reply.bindings) == 1, oid
             name, tag, _ = reply.bindings[0]
-            assert (name if after else tag) == (after or END_OF_MIB_VIEW), f"GETNEXT {oid}: {name}"
+            assert name == after if after else not inside_vrrp(name, tag), f"GETNEXT {oid}: {name}"
             reply = ask(lambda i: message(GET, i, [varbind(oid)]))
             assert reply and len(reply.bindings) == 1, oid
             assert reply.bindings[0][1] in ({INTEGER} if oid in served else
@@ -229,7 +234,7 @@ def test_every_request_gets_its_answer_and_nothing_changes(lab):
                                (-1, -1, many), (0, 0, many)]:
             reply = ask(lambda i: message(GETBULK, i, bindings, a=a, b=b))
             assert reply and reply.error_status in (0, 1), f"GETBULK {a}/{b}"
-            assert all(tag == END_OF_MIB_VIEW or oid in served for oid, tag, _ in reply.bindings)
+            assert all(not inside_vrrp(oid, tag) or oid in served for oid, tag, _ in reply.bindings)
         for target, refusal in SET_TARGETS:
             for value in SET_VALUES:
                 # SNMPv1 knows only noSuchName; the read community has no write access at all.
