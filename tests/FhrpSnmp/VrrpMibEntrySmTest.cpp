@@ -83,10 +83,6 @@ TEST_F(EntrySmTest, RowsAndMasterAddressFollowTheStatus) {
   status->ipAddrsDel(kVip2);  // no row left to delete: no event line
   EXPECT_TRUE(trace.contains("deleteAssoIpAddrEntry( 192.0.2.9 )"));
   EXPECT_FALSE(trace.contains("Deleting AssoIpAddrEntry"));
-  // Clearing the whole set notifies only the set; the rows still go.
-  status->ipAddrsDelAll();
-  EXPECT_EQ(mib->assoIpAddrTableCollection()->size(), 0u);
-  EXPECT_EQ(sm->assoIpAddrEntrys(), 0u);
 }
 
 TEST_F(EntrySmTest, OwedNotificationGoesOutOnceTheOwnAddressIsKnown) {
@@ -158,31 +154,6 @@ TEST_F(EntrySmTest, AnIfIndexChangeLeavesTheAddressRowDeletableByItsOwnIndex) {
   status->ipAddrsDel(kVip);
   EXPECT_FALSE(asso(7, kVip));
   EXPECT_TRUE(trace.contains("Deleting AssoIpAddrEntry, ifIndex=8 vrId=5 ipAddr=192.0.2.1"));
-}
-
-TEST_F(EntrySmTest, RepointingRerunsTheRulesWithoutRebindingRows) {
-  auto sm = entry();
-  auto newStatus = Kiv::make<VirtualRouterStatusV4>(5);
-  newStatus->stateIs(FhrpState::master);
-  newStatus->ipAddrsIs(kVip2, true);
-  status->ipAddrsIs(kVip, true);
-  sm->physicalIpAddrIs(kOwn);
-  sm->vrStatusIs(newStatus);
-  EXPECT_EQ(FakeTrap::calls().size(), 1u);
-  EXPECT_TRUE(asso(7, kVip2));
-  EXPECT_FALSE(asso(7, kVip));  // not in the new record
-  EXPECT_EQ(oper(7, 5)->status(), status);
-  status->stateIs(FhrpState::master);  // the old record is no longer watched
-  EXPECT_EQ(FakeTrap::calls().size(), 1u);
-
-  sm->vrConfigIs(nullptr);  // dropped, nothing runs
-  EXPECT_FALSE(sm->vrConfig());
-  config->versionIs(3);
-  EXPECT_EQ(rows(), 3u);
-
-  EXPECT_EQ(rangeError([&] { sm->assoIpAddrEntryIs(kVip, nullptr); }),
-            "null _assoIpAddrEntry parameter to mutator for "
-            "FhrpSnmp::VrrpMibEntrySm::assoIpAddrEntry not allowed\"");
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 #include "FhrpSnmp/VrrpMibSmReactors.h"
 #include "tests/FhrpSnmp/MirrorWorld.h"
 
+#include <functional>
+
 namespace Mirror {
 namespace {
 
@@ -67,45 +69,18 @@ TEST_F(VrrpMibSmTest, MirrorsWhatIsPresentAtConstructionOnceInitialized) {
   EXPECT_EQ(trace.count("Creating VrrpMibEntrySm"), 3u);
 }
 
-TEST_F(VrrpMibSmTest, RetiresMachinesWithTheirConfigOrStatus) {
+TEST_F(VrrpMibSmTest, RetiringARouterOrAWholeInterfaceDeletesItsRowsFirst) {
   threeRouters();
   auto sm = machine();
   intfConfig(eth1)->virtualRouterConfigDel(6);
   EXPECT_FALSE(oper(1, 6));
   EXPECT_TRUE(trace.contains("Deleting VrrpMibEntrySm, intfId=Ethernet1 vrId=6"));
-
-  intfStatusV4(eth2)->vrStatusDel(5);
-  EXPECT_FALSE(oper(2, 5));
-
-  trace.clear();
   vrConfig(eth1, 6);
-  vrrpConfig->vrrpIntfConfigDel(eth1);  // the whole interface
+  trace.clear();
+  vrrpConfig->vrrpIntfConfigDel(eth1);
   EXPECT_EQ(trace.count("Deleting VrrpMibEntrySm, intfId=Ethernet1"), 2u);
-  EXPECT_TRUE(trace.contains("handleInterface( Ethernet1 )"));
   EXPECT_FALSE(sm->vrIntfConfig(eth1));
-  EXPECT_EQ(rows(), 0u);
-
-  // Interface records come back: so do the machines.
-  vrConfig(eth1, 5);
-  EXPECT_TRUE(sm->vrrpMibEntrySm(VrrpMibEntrySmId(eth1, 5)));
-  vrrpStatus->vrIntfStatusDel(eth1);
-  EXPECT_TRUE(sm->vrrpMibEntrySm().empty());
-}
-
-TEST_F(VrrpMibSmTest, ClearingAWholeCollectionRetiresItsMachines) {
-  threeRouters();
-  ipAddr(eth1, kOwn1);
-  auto sm = machine();
-  intfConfig(eth1)->virtualRouterConfigDelAll();
-  EXPECT_EQ(sm->vrIdsOf(eth1).size(), 0u);
-  intfStatusV4(eth2)->vrStatusDelAll();
-  EXPECT_TRUE(sm->vrrpMibEntrySm().empty());
-  EXPECT_EQ(rows(), 0u);
-
-  vrConfig(eth1, 5);
-  ip->ipIntfStatusDelAll();
-  EXPECT_EQ(sm->vrrpMibEntrySm(VrrpMibEntrySmId(eth1, 5))->physicalIpAddr(), IpAddr());
-  EXPECT_FALSE(sm->ipIntfStatus(eth1));
+  EXPECT_EQ(rows(), 2u);  // Ethernet2's router: its operational and statistics rows
 }
 
 TEST_F(VrrpMibSmTest, PushesThePhysicalAddressAndItsLoss) {
@@ -179,15 +154,15 @@ TEST_F(VrrpMibSmTest, NotificationsSwitchTogetherAndDestructionLeavesRows) {
 
 TEST_F(VrrpMibSmTest, RefusesNullRecords) {
   auto sm = machine();
-  EXPECT_EQ(rangeError([&] { sm->ipIntfStatusIs(nullptr); }),
-            "null _ipIntfStatus parameter to mutator for FhrpSnmp::VrrpMibSm::ipIntfStatus not "
-            "allowed\"");
-  EXPECT_EQ(rangeError([&] { sm->vrIntfConfigIs(nullptr); }),
-            "null _vrIntfConfig parameter to mutator for FhrpSnmp::VrrpMibSm::vrIntfConfig not "
-            "allowed\"");
-  EXPECT_EQ(rangeError([&] { sm->vrIntfStatusIs(nullptr); }),
-            "null _vrIntfStatus parameter to mutator for FhrpSnmp::VrrpMibSm::vrIntfStatus not "
-            "allowed\"");
+  const std::pair<std::function<void()>, const char*> cases[] = {
+      {[&] { sm->ipIntfStatusIs(nullptr); }, "ipIntfStatus"},
+      {[&] { sm->vrIntfConfigIs(nullptr); }, "vrIntfConfig"},
+      {[&] { sm->vrIntfStatusIs(nullptr); }, "vrIntfStatus"}};
+  for (const auto& [call, name] : cases) {
+    EXPECT_EQ(rangeError(call), "null _" + std::string(name) +
+                                    " parameter to mutator for FhrpSnmp::VrrpMibSm::" + name +
+                                    " not allowed\"");
+  }
 }
 
 }  // namespace
