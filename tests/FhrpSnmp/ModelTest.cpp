@@ -43,21 +43,6 @@ TEST(VrrpIndexTest, TextFormsRoundTrip) {
   EXPECT_EQ(FhrpSnmp::strepToValue<VrrpIpIndex>(os.str()), ip);
 }
 
-TEST(VrrpIndexTest, ParserAcceptsAnyOrderAndDefaultsTheAddress) {
-  auto v = FhrpSnmp::strepToValue<VrrpIpIndex>(
-      "Value('FhrpSnmp::VrrpIpIndex', ** {'vrId': 3, 'ifIndex': 7})");
-  EXPECT_EQ(v, VrrpIpIndex(7, 3, IpAddr()));
-  EXPECT_EQ(FhrpSnmp::strepToValue<VrrpIndex>("Value('FhrpSnmp::VrrpIndex', ** {})"), VrrpIndex());
-  EXPECT_EQ(FhrpSnmp::strepToValue<VrrpIndex>(
-                "  Value ( 'FhrpSnmp::VrrpIndex' , ** { 'vrId' : 1 , 'vrId' : 2 } ) "),
-            VrrpIndex(0, 2));
-  // The parsing constructor stops right behind the value.
-  std::string two = "Value('FhrpSnmp::VrrpIndex', ** {'vrId': 1})Value(";
-  auto pos = two.cbegin();
-  VrrpIndex first(pos, two.cend());
-  EXPECT_EQ(std::string(pos, two.cend()), "Value(");
-}
-
 TEST(VrrpIndexTest, ParserErrorsSayWhatWasWrong) {
   EXPECT_EQ(parseError<VrrpIndex>("Value('FhrpSnmp::VrrpIndex', ** {'ifIndex': 1"),
             "premature end of value type VrrpIndex");
@@ -97,14 +82,6 @@ struct VrrpMibTest : ::testing::Test {
       Kiv::make<Routing::Fhrp::VirtualRouterStatusV4>(5);
 };
 
-TEST_F(VrrpMibTest, IsFindsOrCreatesAndCountsEveryCall) {
-  auto row = mib->operTableIs(VrrpIndex(1, 5), config, status);
-  EXPECT_EQ(mib->operTableIs(VrrpIndex(1, 5), config, status), row);
-  EXPECT_EQ(observer->oper, std::vector<VrrpIndex>{VrrpIndex(1, 5)});
-  EXPECT_EQ(mib->changeCount(), 2u);
-  EXPECT_EQ(mib->operTable(VrrpIndex(1, 5)), row);
-}
-
 TEST_F(VrrpMibTest, IsRefusesOtherRecordsForAnExistingRow) {
   auto row = mib->operTableIs(VrrpIndex(1, 5), config, status);
   auto otherConfig = Kiv::make<Routing::Fhrp::VrrpVirtualRouterConfig>(5);
@@ -129,35 +106,6 @@ TEST_F(VrrpMibTest, IsRefusesOtherRecordsForAnExistingRow) {
                Kiv::NameInUseException);
   EXPECT_EQ(mib->operTable(VrrpIndex(1, 5)), row);
   EXPECT_EQ(mib->changeCount(), 2u);  // one operTableIs, one routerStatsTableIs
-}
-
-TEST_F(VrrpMibTest, NewReplacesSilentlyAndDeletesNotifyInKeyOrder) {
-  auto old = mib->operTableIs(VrrpIndex(1, 5), config, status);
-  old->masterIpAddrIs(IpAddr(10, 0, 0, 1));
-  auto fresh = mib->newOperTable(VrrpIndex(1, 5), config, status);
-  EXPECT_EQ(mib->operTable(VrrpIndex(1, 5)), fresh);
-  EXPECT_TRUE(fresh->masterIpAddr().isZero());
-  EXPECT_EQ(observer->oper.size(), 1u);
-
-  auto count = mib->changeCount();
-  EXPECT_FALSE(mib->operTableDel(VrrpIndex(9, 9)));
-  EXPECT_EQ(mib->changeCount(), count);
-  mib->operTableIs(VrrpIndex(0, 2), config, status);
-  mib->operTableIs(VrrpIndex(-3, 7), config, status);
-  observer->oper.clear();
-  auto gone = mib->operTableDel(VrrpIndex(0, 2));
-  EXPECT_EQ(gone->index(), VrrpIndex(0, 2));  // still alive while held
-  mib->operTableIs(VrrpIndex(0, 2), config, status);
-  observer->oper.clear();
-  mib->operTableDelAll();
-  EXPECT_EQ(observer->oper,
-            (std::vector<VrrpIndex>{VrrpIndex(-3, 7), VrrpIndex(0, 2), VrrpIndex(1, 5)}));
-  EXPECT_TRUE(mib->operTableIter().atEnd());
-
-  mib->assoIpAddrTableIs(VrrpIpIndex(1, 5, IpAddr(1, 1, 1, 1)));
-  mib->assoIpAddrTableIs(VrrpIpIndex(1, 5, IpAddr(1, 1, 1, 1)));
-  mib->assoIpAddrTableDelAll();
-  EXPECT_EQ(observer->asso.size(), 2u);
 }
 
 TEST_F(VrrpMibTest, ObserverExceptionDoesNotReachTheCaller) {

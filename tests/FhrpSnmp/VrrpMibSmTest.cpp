@@ -51,24 +51,6 @@ TEST_F(VrrpMibSmTest, CreatesAMachineOnlyWhenConfigStatusAndInterfaceExist) {
   EXPECT_TRUE(sm->vrrpMibEntrySm(VrrpMibEntrySmId(eth3, 7)));
 }
 
-TEST_F(VrrpMibSmTest, MirrorsWhatIsPresentAtConstructionOnceInitialized) {
-  threeRouters();
-  ipAddr(eth1, kOwn1);
-  auto sm = machine();
-  EXPECT_EQ(rows(), 7u);
-  EXPECT_EQ(FakeTrap::calls(), (std::vector<FakeTrap::Call>{{kOwn1, 1, 5}}));
-  EXPECT_EQ(oper(1, 5)->masterIpAddr(), kOwn1);
-  // The interface reactors made during construction wait for it to finish.
-  const auto& lines = trace.lines();
-  auto initialized =
-      std::find(lines.begin(), lines.end(), "void FhrpSnmp::VrrpMibSm::handleInitialized()");
-  auto created = std::find_if(lines.begin(), lines.end(), [](const std::string& l) {
-    return l.starts_with("Creating VrrpMibEntrySm");
-  });
-  EXPECT_LT(initialized, created);
-  EXPECT_EQ(trace.count("Creating VrrpMibEntrySm"), 3u);
-}
-
 TEST_F(VrrpMibSmTest, RetiringARouterOrAWholeInterfaceDeletesItsRowsFirst) {
   threeRouters();
   auto sm = machine();
@@ -113,22 +95,6 @@ TEST_F(VrrpMibSmTest, PushesThePhysicalAddressAndItsLoss) {
   EXPECT_TRUE(trace.contains("Changing physical address of Ethernet1 to 192.0.2.2"));
   EXPECT_EQ(e15->physicalIpAddr(), kOwn1);
   EXPECT_EQ(sm->vrrpMibEntrySm(VrrpMibEntrySmId(eth2, 5))->physicalIpAddr(), IpAddr());
-}
-
-TEST_F(VrrpMibSmTest, HandlersActOnlyOnceInitialized) {
-  threeRouters();
-  auto sm = machine();
-  sm->initializedIs(false);
-  ipAddr(eth1, kOwn1);
-  EXPECT_FALSE(trace.contains("Changing physical address"));
-  vrrpStatus->vrIntfStatusDel(eth2);
-  EXPECT_TRUE(sm->vrrpMibEntrySm(VrrpMibEntrySmId(eth2, 5)));
-  // Without VRRP status for the interface, its machines get no address pushed.
-  sm->initializedIs(true);
-  sm->handleIpStatus(eth2);
-  EXPECT_FALSE(trace.contains("Changing physical address of Ethernet2"));
-  sm->handleInterface();
-  EXPECT_FALSE(sm->vrrpMibEntrySm(VrrpMibEntrySmId(eth2, 5)));
 }
 
 TEST_F(VrrpMibSmTest, NotificationsSwitchTogetherAndDestructionLeavesRows) {

@@ -166,16 +166,6 @@ TEST_F(AgentTest, OperColumnsAreEncodedAsTheMibSays) {
   EXPECT_EQ(col(13).integer, 1250);
 }
 
-TEST_F(AgentTest, ARowWithoutRecordsReportsZerosAndMaster) {
-  addOperRows({{3, 1}});
-  Response r = getRow(3, 1);
-  EXPECT_EQ(r.varBinds.at(2).octets, std::vector<u_char>(6, 0));
-  EXPECT_EQ(r.varBinds.at(3).integer, 3) << "state 0 is reported as master";
-  EXPECT_EQ(r.varBinds.at(4).integer, 2) << "no configuration: admin down";
-  EXPECT_EQ(r.varBinds.at(9).integer, 1);
-  EXPECT_EQ(r.varBinds.at(13).integer, 0);
-}
-
 TEST_F(AgentTest, InvalidColumnsAndMissingRows) {
   addOperRows({{1, 1}});
   mib.assoIpAddrTableIs(VrrpIpIndex(1, 1, IpAddr(10, 0, 0, 1)));

@@ -56,14 +56,6 @@ TEST(SnmpConversionsTest, EnumerationsMapToTheMibsNumbers) {
   }
 }
 
-TEST(SnmpConversionsTest, ATooSmallBufferFailsAndNothingIsWritten) {
-  unsigned char buf[3] = {0xaa, 0xaa, 0xaa};
-  EXPECT_LT(FhrpStateToAsnVrrpStatus(FhrpState::backup, buf, sizeof(buf)), 0);
-  EXPECT_LT(VrrpAuthTypeToAsnAuthType(VrrpAuthType::noAuthentication, buf, sizeof(buf)), 0);
-  EXPECT_LT(IntfEnabledStateToAsnAdminStatus(Interface::IntfEnabledState::enabled, buf, 0), 0);
-  EXPECT_LT(FhrpStateToAsnVrrpStatus(FhrpState::backup, nullptr, 1024), 0);
-}
-
 TEST(SnmpConversionsDeathTest, UnknownEnumerationValuesStopTheProcess) {
   unsigned char buf[16];
   EXPECT_DEATH(FhrpStateToAsnVrrpStatus(static_cast<FhrpState>(3), buf, sizeof(buf)),

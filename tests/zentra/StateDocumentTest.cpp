@@ -119,19 +119,6 @@ std::string config(const std::string& members) {
   return R"({"vrrpConfig": {"e1": {"1": {)" + members + "}}}}";
 }
 
-TEST(JsonStrings, EscapesDecodeToUtf8) {
-  const auto authKey = [](const std::string& text) {
-    return parseStateDocument(config(R"("authKey": )" + text))
-        .vrrpConfig.at(Lirex::IntfId("e1"))
-        .at(1)
-        .authKey;
-  };
-  EXPECT_EQ(authKey(R"("\"\\\/\b\f\n\r\t")"), "\"\\/\b\f\n\r\t");
-  EXPECT_EQ(authKey(R"("\u0041\u00E9\u20ac\uD83D\uDE00")"),
-            "A\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80");
-  EXPECT_EQ(authKey(R"("a\u0000b")"), std::string("a\0b", 3));
-}
-
 TEST(JsonNumbers, DoublesKeepTheirValueAndSign) {
   const auto upSince = [](const std::string& number) {
     std::string text = kDocument;
