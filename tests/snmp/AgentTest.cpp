@@ -124,8 +124,8 @@ TEST_F(AgentTest, EverySetIsRefusedAsNotWritable) {
   EXPECT_EQ(mib.operTable(VrrpIndex(9, 9)), nullptr);
 
   // A PDU with several varbinds fails as a whole.
-  FhrpTest::VarBind priority{oper(5, 1, 1), ASN_INTEGER, 200, {}, {}, 0};
-  FhrpTest::VarBind preempt{oper(12, 1, 1), ASN_INTEGER, 2, {}, {}, 0};
+  const FhrpTest::VarBind priority{.name = oper(5, 1, 1), .type = ASN_INTEGER, .integer = 200};
+  const FhrpTest::VarBind preempt{.name = oper(12, 1, 1), .type = ASN_INTEGER, .integer = 2};
   EXPECT_EQ(agent.set({priority, preempt}).errorStatus, SNMP_ERR_NOTWRITABLE);
 }
 
