@@ -51,20 +51,6 @@ TEST_F(VrrpMibSmTest, CreatesAMachineOnlyWhenConfigStatusAndInterfaceExist) {
   EXPECT_TRUE(sm->vrrpMibEntrySm(VrrpMibEntrySmId(eth3, 7)));
 }
 
-TEST_F(VrrpMibSmTest, RetiringARouterOrAWholeInterfaceDeletesItsRowsFirst) {
-  threeRouters();
-  auto sm = machine();
-  intfConfig(eth1)->virtualRouterConfigDel(6);
-  EXPECT_FALSE(oper(1, 6));
-  EXPECT_TRUE(trace.contains("Deleting VrrpMibEntrySm, intfId=Ethernet1 vrId=6"));
-  vrConfig(eth1, 6);
-  trace.clear();
-  vrrpConfig->vrrpIntfConfigDel(eth1);
-  EXPECT_EQ(trace.count("Deleting VrrpMibEntrySm, intfId=Ethernet1"), 2u);
-  EXPECT_FALSE(sm->vrIntfConfig(eth1));
-  EXPECT_EQ(rows(), 2u);  // Ethernet2's router: its operational and statistics rows
-}
-
 TEST_F(VrrpMibSmTest, PushesThePhysicalAddressAndItsLoss) {
   threeRouters();
   auto sm = machine();
