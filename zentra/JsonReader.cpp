@@ -73,13 +73,30 @@ bool isIdentifier(std::string_view key) {
 
 }  // namespace
 
-Reader::Reader(std::string_view text, const Limits& limits) : text_(text), limits_(limits) {
+namespace {
+
+simdjson::ondemand::parser& threadParser() {
+  static thread_local simdjson::ondemand::parser parser;
+  return parser;
+}
+
+std::string& threadBuffer() {
+  static thread_local std::string buffer;
+  return buffer;
+}
+
+}  // namespace
+
+Reader::Reader(std::string_view text, const Limits& limits)
+    : text_(text), limits_(limits), parser_(threadParser()), buffer_(threadBuffer()) {
   if (text.size() > limits.maxDocumentBytes) {
     syntaxError("document of " + std::to_string(text.size()) + " bytes exceeds the size limit of " +
                 std::to_string(limits.maxDocumentBytes) + " bytes");
   }
   if (text_.starts_with("\xEF\xBB\xBF")) text_.remove_prefix(3);  // a byte order mark
-  padded_ = simdjson::padded_string(text_);
+  buffer_.reserve(text_.size() + simdjson::SIMDJSON_PADDING);
+  buffer_.assign(text_);
+  padded_ = simdjson::padded_string_view(buffer_.data(), buffer_.size(), buffer_.capacity());
   path_.reserve(8);
 }
 
@@ -107,14 +124,17 @@ void Reader::expect(Value& value, Type expected, const char* what) {
   if (found != expected) fail(String8("expected ") + what + ", got " + withArticle(found));
 }
 
+// Each reads first and asks for the type only to report a wrong one.
 std::string_view Reader::string(Value& value) {
-  expect(value, Type::string, "a string");
-  return checkLength(ok(value.get_string()));
+  auto result = value.get_string();
+  if (result.error() == simdjson::INCORRECT_TYPE) expect(value, Type::string, "a string");
+  return checkLength(ok(std::move(result)));
 }
 
 bool Reader::boolean(Value& value) {
-  expect(value, Type::boolean, "true or false");
-  return ok(value.get_bool());
+  auto result = value.get_bool();
+  if (result.error() == simdjson::INCORRECT_TYPE) expect(value, Type::boolean, "true or false");
+  return ok(std::move(result));
 }
 
 double Reader::number(Value& value, std::string_view& text) {

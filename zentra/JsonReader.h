@@ -11,6 +11,7 @@
 #include <simdjson.h>
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -40,9 +41,10 @@ class Reader {
   // the key on the path while it runs.
   template <class F>
   void members(Value& value, F&& each) {
-    expect(value, Type::object, "an object");
+    auto object = value.get_object();
+    if (object.error() == simdjson::INCORRECT_TYPE) expect(value, Type::object, "an object");
     enter();
-    for (auto member : ok(value.get_object())) {
+    for (auto member : ok(std::move(object))) {
       simdjson::ondemand::field field = ok(std::move(member));
       const std::string_view key = checkLength(ok(field.unescaped_key()));
       path_.push_back({key});
@@ -80,8 +82,11 @@ class Reader {
 
   std::string_view text_;
   Limits limits_;
-  simdjson::padded_string padded_;
-  simdjson::ondemand::parser parser_;
+  // Kept per thread from one document to the next: the buffers of a document's size are
+  // allocated and faulted in once, not for every document.
+  simdjson::ondemand::parser& parser_;
+  std::string& buffer_;  // the text, with simdjson's padding behind it
+  simdjson::padded_string_view padded_;
   simdjson::ondemand::document document_;
   bool started_ = false;  // document_ is iterating padded_
   // Where the reading is: the members' keys, or an element's index.
