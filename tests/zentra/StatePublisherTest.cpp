@@ -190,21 +190,6 @@ TEST_F(StatePublisherTest, ChangesFireOnlyTheChangedAttributesInPlace) {
   EXPECT_EQ(six->state(), FhrpState::master);
 }
 
-TEST_F(StatePublisherTest, AddressEntriesChangeOneByOne) {
-  startFromBase();
-  const auto record = vrStatus(kEth1, 5);
-  auto& five = doc.vrrpStatus[kEth1][5];
-  five.ipAddrs[IpAddr(192, 0, 2, 1)] = false;
-  five.ipAddrs.erase(IpAddr(192, 0, 2, 11));
-  five.ipAddrs[IpAddr(192, 0, 2, 12)] = true;
-  EXPECT_EQ(publisher.apply(doc), (PublishSummary{0, 0, 3}));
-  EXPECT_EQ(log, (Log{"vrrpStatus[Ethernet1][5].ipAddrs[192.0.2.1]",
-                      "vrrpStatus[Ethernet1][5].ipAddrs[192.0.2.12]",
-                      "vrrpStatus[Ethernet1][5].ipAddrs[192.0.2.11]"}));
-  EXPECT_EQ(record->ipAddrs(),
-            (std::map<IpAddr, bool>{{IpAddr(192, 0, 2, 1), false}, {IpAddr(192, 0, 2, 12), true}}));
-}
-
 // The mirroring machines read an interface's ifIndex only when they build a router's machine,
 // so an interface whose status changes or goes has its VRRP status published anew around it.
 TEST_F(StatePublisherTest, AnInterfaceStatusChangeRepublishesItsVrrpStatus) {
