@@ -83,27 +83,6 @@ TEST_F(VrrpMibSmTest, PushesThePhysicalAddressAndItsLoss) {
   EXPECT_EQ(sm->vrrpMibEntrySm(VrrpMibEntrySmId(eth2, 5))->physicalIpAddr(), IpAddr());
 }
 
-TEST_F(VrrpMibSmTest, NotificationsSwitchTogetherAndDestructionLeavesRows) {
-  threeRouters();
-  auto sm = machine();
-  sm->hasNotificationActiveIs(false);
-  vrStatus(eth1, 7, FhrpState::backup);
-  vrConfig(eth1, 7);
-  EXPECT_FALSE(sm->vrrpMibEntrySm(VrrpMibEntrySmId(eth1, 7)));
-  sm->hasNotificationActiveIs(true);
-  intfConfig(eth1)->virtualRouterConfigDel(7);
-  vrConfig(eth1, 7);
-  EXPECT_TRUE(sm->vrrpMibEntrySm(VrrpMibEntrySmId(eth1, 7)));
-
-  const size_t before = rows();
-  sm = nullptr;
-  vrrpConfig->vrrpIntfConfigDel(eth1);
-  EXPECT_EQ(rows(), before);
-  EXPECT_EQ(vrrpConfig->notifieeCount(), 0u);
-  EXPECT_EQ(intfStatusV4(eth1)->notifieeCount(), 0u);
-  EXPECT_EQ(intfStatusV4(eth1)->vrStatus(5)->notifieeCount(), 0u);  // the entry machines' too
-}
-
 TEST_F(VrrpMibSmTest, RefusesNullRecords) {
   auto sm = machine();
   const std::pair<std::function<void()>, const char*> cases[] = {

@@ -88,21 +88,6 @@ class AgentTest : public ::testing::Test {
   InProcessAgent& agent = InProcessAgent::instance();
 };
 
-TEST_F(AgentTest, ScalarsAnswerTheirConstants) {
-  Response r = agent.get({kNotificationCntl, kNodeVersion});
-  ASSERT_EQ(r.errorStatus, SNMP_ERR_NOERROR);
-  ASSERT_EQ(r.varBinds.size(), 2u);
-  EXPECT_EQ(r.varBinds[0].type, ASN_INTEGER);
-  EXPECT_EQ(r.varBinds[0].integer, 1);
-  EXPECT_EQ(r.varBinds[1].type, ASN_INTEGER);
-  EXPECT_EQ(r.varBinds[1].integer, 2);
-
-  Response next = agent.getNext({kVrrpMib});
-  ASSERT_EQ(next.varBinds.size(), 1u);
-  EXPECT_EQ(next.varBinds[0].name, kNodeVersion);
-  EXPECT_EQ(agent.get({{1, 3, 6, 1, 2, 1, 68, 1, 1, 1}}).varBinds[0].type, SNMP_NOSUCHINSTANCE);
-}
-
 TEST_F(AgentTest, EverySetIsRefusedAsNotWritable) {
   addOperRows({{1, 1}});
   mib.assoIpAddrTableIs(VrrpIpIndex(1, 1, IpAddr(10, 0, 0, 1)));
