@@ -7,7 +7,8 @@
 namespace Host {
 
 const char* usage() {
-  return "usage: fhrp-snmpd --state FILE [--listen ADDR | --agentx SOCKET]\n"
+  return "usage: fhrp-snmpd (--state FILE | --frr [--frr-vty DIR]) [--listen ADDR | --agentx "
+         "SOCKET]\n"
          "                  [--community NAME | --no-community] [--trap-sink ADDR]...\n"
          "                  [--context NAME]...\n"
          "                  [--notifications on|off] [--config FILE] [--trace SPEC]\n";
@@ -17,6 +18,8 @@ Options parseOptions(int argc, const char* const* argv) {
   Options o;
   bool listenGiven = false;
   bool communityGiven = false;
+  bool frr = false;
+  Kiv::String8 frrVty;
   for (int i = 1; i < argc; ++i) {
     Kiv::String8 arg = argv[i];
     Kiv::String8 value;
@@ -41,6 +44,10 @@ Options parseOptions(int argc, const char* const* argv) {
       o.version = true;
     } else if (arg == "--state") {
       o.stateFile = nonEmpty(next());
+    } else if (arg == "--frr") {
+      frr = true;
+    } else if (arg == "--frr-vty") {
+      frrVty = nonEmpty(next());
     } else if (arg == "--listen") {
       o.listen = nonEmpty(next());
       listenGiven = true;
@@ -70,7 +77,11 @@ Options parseOptions(int argc, const char* const* argv) {
     }
   }
   if (o.help || o.version) return o;
-  if (o.stateFile.empty()) throw Kiv::RangeException("--state FILE is required");
+  if (frr && !o.stateFile.empty())
+    throw Kiv::RangeException("--state and --frr exclude each other");
+  if (!frrVty.empty() && !frr) throw Kiv::RangeException("--frr-vty needs --frr");
+  if (frr) o.frrVtyDirectory = frrVty.empty() ? kDefaultFrrVtyDirectory : frrVty;
+  if (o.stateFile.empty() && !frr) throw Kiv::RangeException("--state FILE or --frr is required");
   if (listenGiven && o.agentx()) {
     throw Kiv::RangeException("--listen and --agentx exclude each other");
   }

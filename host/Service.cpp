@@ -3,6 +3,7 @@
 #include <sstream>
 
 #include "FhrpSnmp/TypeRegistration.h"
+#include "host/FrrFeed.h"
 #include "kiv/TypeRegistry.h"
 #include "platform/Snmp/NetSnmp.h"
 #include "platform/Snmp/SnmpUtil.h"
@@ -22,6 +23,12 @@ Kiv::String8 text(const Zentra::PublishSummary& summary) {
 Service::Service(Kiv::String8 stateFile, bool notifications)
     : publisher_(tree_), file_(std::move(stateFile)), notifications_(notifications) {}
 
+std::unique_ptr<Service> Service::following(Kiv::String8 frrVtyDirectory, bool notifications) {
+  auto service = std::make_unique<Service>("", notifications);
+  service->frrVtyDirectory_ = std::move(frrVtyDirectory);
+  return service;
+}
+
 Service::~Service() {
   if (watcher_) unregister_readfd(watcher_->fd());
 }
@@ -37,8 +44,12 @@ void Service::start() {
   config->notificationConfigIs("vrrp")->notificationIs("vrrpTrapNewMaster");
   config->notificationsEnabledIs(notifications_);
 
-  Zentra::PublishSummary summary = publisher_.apply(file_.load(), file_.path());
-  snmp_log(LOG_INFO, "fhrp-snmp: loaded %s: %s\n", file_.path().c_str(), text(summary).c_str());
+  if (frrVtyDirectory_.empty()) {
+    Zentra::PublishSummary summary = publisher_.apply(file_.load(), file_.path());
+    snmp_log(LOG_INFO, "fhrp-snmp: loaded %s: %s\n", file_.path().c_str(), text(summary).c_str());
+  } else {
+    frr_ = std::make_unique<FrrFeed>(publisher_, frrVtyDirectory_);
+  }
 
   model_ = Kiv::newEntity("FhrpSnmp::VrrpMib", "vrrpMIB");
   tree_.root()->bind(kModelPath, model_);
@@ -53,7 +64,7 @@ void Service::start() {
 }
 
 void Service::watch() {
-  if (watcher_) return;
+  if (watcher_ || frr_) return;
   watcher_ = std::make_unique<Zentra::StateFileWatcher>(file_.path());
   if (watcher_->watching()) {
     register_readfd(
@@ -70,6 +81,10 @@ void Service::watch() {
 }
 
 bool Service::reload() {
+  if (frr_) {
+    frr_->refresh();
+    return true;
+  }
   try {
     Zentra::PublishSummary summary = publisher_.apply(file_.load(), file_.path());
     if (!summary.unchanged()) {

@@ -2,6 +2,7 @@
 // agent or as an AgentX subagent of the machine's snmpd.
 #include <cstdio>
 #include <exception>
+#include <memory>
 
 #include "host/Options.h"
 #include "host/Signals.h"
@@ -41,14 +42,16 @@ int main(int argc, char** argv) {
   try {
     // The document is read before any port is opened: a bad one never yields a
     // half-started agent.
-    Host::Service service(options.stateFile, options.notifications);
+    auto service = options.frrVtyDirectory.empty()
+                       ? std::make_unique<Host::Service>(options.stateFile, options.notifications)
+                       : Host::Service::following(options.frrVtyDirectory, options.notifications);
     Host::SnmpHost snmp(options);
     snmp.initAgent();
-    service.start();
+    service->start();
     Host::registerVrrpMib(options.contexts);
     snmp.open();
-    service.watch();
-    Host::installSignalHandlers([&snmp] { snmp.stop(); }, [&service] { service.reload(); });
+    service->watch();
+    Host::installSignalHandlers([&snmp] { snmp.stop(); }, [&service] { service->reload(); });
     std::fprintf(stderr, "fhrp-snmpd: ready on %s\n",
                  (options.agentx() ? options.agentxSocket : options.listen).c_str());
     std::fflush(stderr);

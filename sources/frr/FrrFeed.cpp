@@ -1,0 +1,135 @@
+#include "sources/frr/FrrFeed.h"
+
+#include <set>
+
+#include "kiv/Clock.h"
+#include "kiv/Trace.h"
+#include "sources/frr/VrrpdReply.h"
+
+namespace Sources {
+namespace {
+
+constexpr const char* kShowVrrp = "show vrrp json";
+constexpr const char* kShowConfig = "show yang operational-data /frr-interface:lib with-config";
+
+const Kiv::TraceHandle& trace() {
+  static const Kiv::TraceHandle& handle = Kiv::traceHandle("Sources");
+  return handle;
+}
+
+// What `show vrrp json` shows of a router's configuration: the configured priority can only
+// have changed when one of these did (the effective one follows it, except for an owner, whose
+// addresses tell).
+bool sameConfiguration(const std::vector<VrrpdRouter>& a, const std::vector<VrrpdRouter>& b) {
+  auto same = [](const VrrpdRouter& x, const VrrpdRouter& y) {
+    return x.parent == y.parent && x.vrid == y.vrid && x.version == y.version &&
+           x.shutdown == y.shutdown && x.effectivePriority == y.effectivePriority &&
+           x.addresses == y.addresses;
+  };
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(), same);
+}
+
+}  // namespace
+
+FrrFeed::FrrFeed(EventLoop& loop, Kiv::String8 vtyDirectory, Publish onSnapshot, Log log)
+    : loop_(loop),
+      publish_(std::move(onSnapshot)),
+      log_(std::move(log)),
+      vty_(vtyDirectory + "/vrrpd.vty"),
+      kernel_(loop,
+              [this](bool vrrpLink) {
+                if (vrrpLink) {
+                  debounce();
+                } else {
+                  this->publish();
+                }
+              }),
+      adverts_(loop, [this] { this->publish(); }) {}
+
+FrrFeed::~FrrFeed() {
+  if (debounce_) loop_.timerDel(*debounce_);
+  if (poll_) loop_.timerDel(*poll_);
+}
+
+void FrrFeed::start() {
+  kernel_.start();
+  try {
+    adverts_.start();
+    listening_ = true;
+  } catch (const Kiv::RangeException& e) {
+    log_(true, "fhrp-snmp: cannot listen to VRRP advertisements (" + e.message() +
+                   "; it needs CAP_NET_RAW): a backup's master address reads 0.0.0.0");
+  }
+  query(true);
+  poll_ = loop_.timerIs(kPollSeconds, true, [this] { query(false); });
+}
+
+void FrrFeed::refresh() {
+  query(true);
+}
+
+void FrrFeed::debounce() {
+  // A failover flips several macvlans within a millisecond or two: one query for all of them.
+  if (debounce_) return;
+  debounce_ = loop_.timerIs(kDebounceSeconds, false, [this] {
+    debounce_.reset();
+    query(false);
+  });
+}
+
+void FrrFeed::query(bool configuration) {
+  try {
+    std::vector<VrrpdRouter> routers = parseShowVrrp(vty_.query(kShowVrrp));
+    if (configuration || !vrrpdAnswers_ || !sameConfiguration(routers, inputs_.routers)) {
+      inputs_.configuredPriority = parseConfiguredPriorities(vty_.query(kShowConfig));
+    }
+    inputs_.routers = std::move(routers);
+    if (!vrrpdAnswers_) log_(false, "fhrp-snmp: vrrpd answers again on " + vty_.socketPath());
+    vrrpdAnswers_ = true;
+  } catch (const Kiv::RangeException& e) {
+    if (vrrpdAnswers_) {
+      log_(true, "fhrp-snmp: vrrpd does not answer (" + e.message() +
+                     "); its routers read initialize until it does");
+    }
+    vrrpdAnswers_ = false;
+    vty_.close();
+    // The routers vrrpd last reported stay, none of them running.
+    for (VrrpdRouter& r : inputs_.routers) {
+      r.state = Routing::Fhrp::FhrpState::initialize;
+      r.primaryAddress = Lirex::IpAddr();
+    }
+  }
+  trackUpSince(inputs_.upSince, inputs_.routers, Kiv::now());
+  publish();
+}
+
+void FrrFeed::publish() {
+  inputs_.kernel = kernel_.view();
+  std::set<U32> parents;
+  for (const VrrpdRouter& r : inputs_.routers) {
+    if (auto it = inputs_.kernel.ifIndex.find(r.parent); it != inputs_.kernel.ifIndex.end()) {
+      parents.insert(it->second);
+    }
+  }
+  if (listening_) {
+    adverts_.interfacesAre(parents);
+    inputs_.advertisedMaster.clear();
+    for (const VrrpdRouter& r : inputs_.routers) {
+      auto index = inputs_.kernel.ifIndex.find(r.parent);
+      if (index == inputs_.kernel.ifIndex.end()) continue;
+      auto master = adverts_.masters().find({index->second, r.vrid});
+      if (master != adverts_.masters().end()) {
+        inputs_.advertisedMaster[{r.parent, r.vrid}] = master->second;
+      }
+    }
+  }
+  Zentra::StateDocument snapshot = frrSnapshot(inputs_);
+  if (published_ && *published_ == snapshot) return;
+  publish_(snapshot);
+  KIV_TRACE(trace(), 1,
+            "published at " << std::fixed << Kiv::now() << ": " << inputs_.routers.size()
+                            << " routers from vrrpd");
+  published_ = std::move(snapshot);
+}
+
+}  // namespace Sources
