@@ -34,10 +34,14 @@ TEST(OptionsTest, DefaultsAndRepeatableFlags) {
   EXPECT_TRUE(parse({"--help"}).help);
   EXPECT_TRUE(parse({"--state", "s"}).serveCommunity);
   EXPECT_FALSE(parse({"--state", "s", "--no-community"}).serveCommunity);
+  EXPECT_EQ(parse({"--frr"}).frrVtyDirectory, "/var/run/frr");
+  EXPECT_EQ(parse({"--frr", "--frr-vty", "/run/frr/a"}).frrVtyDirectory, "/run/frr/a");
 }
 
 TEST(OptionsTest, BadArgumentsAreOneClearLine) {
-  EXPECT_EQ(error({}), "--state FILE is required");
+  EXPECT_EQ(error({}), "--state FILE or --frr is required");
+  EXPECT_EQ(error({"--state", "s", "--frr"}), "--state and --frr exclude each other");
+  EXPECT_EQ(error({"--state", "s", "--frr-vty", "/d"}), "--frr-vty needs --frr");
   EXPECT_EQ(error({"--state"}), "option --state needs a value");
   EXPECT_EQ(error({"--state", "s", "--bogus"}), "unknown argument '--bogus'");
   EXPECT_EQ(error({"--state", "s", "--notifications", "maybe"}),
