@@ -2,6 +2,8 @@
 
 #include <simdjson.h>
 
+#include "zentra/StateDocument.h"
+
 namespace Sources {
 namespace {
 
@@ -21,11 +23,19 @@ auto member(object& o, std::string_view name, Read read) {
   }
 }
 
-U32 u32(value v) {
+// The bounds the records hold: a reply outside them is vrrpd misbehaving, refused whole.
+template <U32 kMin, U32 kMax>
+U32 bounded(value v) {
   uint64_t n = v.get_uint64();
-  if (n > 0xffffffffu) throw Kiv::RangeException("number too large");
+  if (n < kMin || n > kMax) {
+    throw Kiv::RangeException(std::to_string(n) + " is outside " + std::to_string(kMin) + ".." +
+                              std::to_string(kMax));
+  }
   return static_cast<U32>(n);
 }
+constexpr auto vrid = bounded<1, 255>;
+constexpr auto priority = bounded<0, 255>;
+constexpr auto u32 = bounded<0, 0xffffffffu>;
 Kiv::String8 text(value v) {
   return Kiv::String8(std::string_view(v.get_string()));
 }
@@ -45,8 +55,19 @@ Lirex::IpAddr address(value v) {
 
 std::vector<Lirex::IpAddr> addresses(value v) {
   std::vector<Lirex::IpAddr> out;
-  for (auto a : v.get_array()) out.push_back(address(a.value()));
+  for (auto a : v.get_array()) {
+    if (out.size() == Zentra::StateDocument::kMaxIpAddrCount) {
+      throw Kiv::RangeException("more than 255 addresses");
+    }
+    out.push_back(address(a.value()));
+  }
   return out;
+}
+
+Lirex::IntfId interface(value v) {
+  Kiv::String8 name = text(v);
+  if (name.empty()) throw Kiv::RangeException("empty interface name");
+  return Lirex::IntfId(name);
 }
 
 template <typename Each>
@@ -69,18 +90,18 @@ std::vector<VrrpdRouter> parseShowVrrp(std::string_view json) {
     for (auto element : document.get_array()) {
       object o = element.get_object();
       VrrpdRouter r;
-      r.vrid = member(o, "vrid", u32);
+      r.vrid = member(o, "vrid", vrid);
       r.version = member(o, "version", u32);
       r.shutdown = member(o, "shutdown", [](value v) { return bool(v.get_bool()); });
       r.preempt = member(o, "preemptMode", [](value v) { return bool(v.get_bool()); });
-      r.parent = Lirex::IntfId(member(o, "interface", text));
+      r.parent = member(o, "interface", interface);
       r.intervalMs = member(o, "advertisementInterval", u32);
       object v4 = member(o, "v4", [](value v) { return object(v.get_object()); });
       r.vmac =
           member(v4, "vmac", [](value v) { return Lirex::strepToValue<Lirex::EthAddr>(text(v)); });
       r.primaryAddress = member(v4, "primaryAddress", address);
       r.state = member(v4, "status", state);
-      r.effectivePriority = member(v4, "effectivePriority", u32);
+      r.effectivePriority = member(v4, "effectivePriority", priority);
       r.addresses = member(v4, "addresses", addresses);
       routers.push_back(std::move(r));
     }
@@ -98,13 +119,13 @@ std::map<RouterKey, U32> parseConfiguredPriorities(std::string_view json) {
     if (interfaces.error() == simdjson::NO_SUCH_FIELD) return;
     for (auto element : interfaces.get_array()) {
       object intf = element.get_object();
-      Lirex::IntfId name(member(intf, "name", text));
+      Lirex::IntfId name = member(intf, "name", interface);
       auto vrrp = intf.find_field_unordered("frr-vrrpd:vrrp");
       if (vrrp.error() == simdjson::NO_SUCH_FIELD) continue;
       for (auto group : vrrp.get_object().find_field_unordered("vrrp-group").get_array()) {
         object g = group.get_object();
-        U32 vrid = member(g, "virtual-router-id", u32);
-        priorities[{name, vrid}] = member(g, "priority", u32);
+        U32 id = member(g, "virtual-router-id", vrid);
+        priorities[{name, id}] = member(g, "priority", priority);
       }
     }
   });
