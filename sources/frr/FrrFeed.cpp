@@ -1,5 +1,7 @@
 #include "sources/frr/FrrFeed.h"
 
+#include <algorithm>
+#include <iomanip>
 #include <set>
 
 #include "kiv/Clock.h"
@@ -127,8 +129,13 @@ void FrrFeed::publish() {
   if (published_ && *published_ == snapshot) return;
   publish_(snapshot);
   KIV_TRACE(trace(), 1,
-            "published at " << std::fixed << Kiv::now() << ": " << inputs_.routers.size()
-                            << " routers from vrrpd");
+            "published at " << std::fixed << std::setprecision(6) << Kiv::now() << ": "
+                            << inputs_.routers.size() << " routers from vrrpd, "
+                            << std::count_if(inputs_.routers.begin(), inputs_.routers.end(),
+                                             [](const VrrpdRouter& r) {
+                                               return r.state == Routing::Fhrp::FhrpState::master;
+                                             })
+                            << " masters");
   published_ = std::move(snapshot);
 }
 
