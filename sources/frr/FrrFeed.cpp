@@ -80,6 +80,7 @@ void FrrFeed::debounce() {
 }
 
 void FrrFeed::query(bool configuration) {
+  if (!vrrpdAnswers_ && Kiv::now() < retryAfter_) return;
   try {
     std::vector<VrrpdRouter> routers = parseShowVrrp(vty_.query(kShowVrrp));
     if (configuration || !vrrpdAnswers_ || !sameConfiguration(routers, inputs_.routers)) {
@@ -94,6 +95,7 @@ void FrrFeed::query(bool configuration) {
                      "); its routers read initialize until it does");
     }
     vrrpdAnswers_ = false;
+    if (vty_.timedOut()) retryAfter_ = Kiv::now() + kHungRetrySeconds;
     vty_.close();
     // The routers vrrpd last reported stay, none of them running.
     for (VrrpdRouter& r : inputs_.routers) {

@@ -31,6 +31,9 @@ class FrrFeed {
 
   static constexpr double kPollSeconds = 1.0;
   static constexpr double kDebounceSeconds = 0.003;
+  // A vrrpd that accepts but does not answer (stopped, hung) costs the agent the vty timeout at
+  // every query: it is asked again only after this long.
+  static constexpr double kHungRetrySeconds = 5.0;
 
   FrrFeed(EventLoop& loop, Kiv::String8 vtyDirectory, Publish publish, Log log);
   ~FrrFeed();
@@ -56,6 +59,7 @@ class FrrFeed {
   AdvertListener adverts_;
   bool listening_ = false;
   bool vrrpdAnswers_ = true;
+  double retryAfter_ = 0;
   std::optional<EventLoop::TimerId> debounce_;
   std::optional<EventLoop::TimerId> poll_;
   FrrInputs inputs_;

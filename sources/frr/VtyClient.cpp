@@ -52,6 +52,7 @@ void VtyClient::connect() {
 }
 
 Kiv::String8 VtyClient::query(std::string_view command) {
+  timedOut_ = false;
   if (fd_ < 0) connect();
   return exchange(command);
 }
@@ -68,7 +69,10 @@ Kiv::String8 VtyClient::exchange(std::string_view command) {
     pollfd p{fd_, events, 0};
     int n = left > 0 ? ::poll(&p, 1, static_cast<int>(left * 1000) + 1) : 0;
     if (n < 0 && errno != EINTR) throw fail(systemError("poll", errno));
-    if (n == 0) throw fail("no answer to '" + Kiv::String8(command) + "' in time");
+    if (n == 0) {
+      timedOut_ = true;
+      throw fail("no answer to '" + Kiv::String8(command) + "' in time");
+    }
   };
   std::size_t sent = 0;
   while (sent < request.size()) {

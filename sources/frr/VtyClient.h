@@ -11,13 +11,16 @@ namespace Sources {
 
 class VtyClient {
  public:
-  explicit VtyClient(Kiv::String8 socketPath, double timeoutSeconds = 1.0);
+  explicit VtyClient(Kiv::String8 socketPath, double timeoutSeconds = 0.5);
   ~VtyClient();
   VtyClient(const VtyClient&) = delete;
   VtyClient& operator=(const VtyClient&) = delete;
 
   const Kiv::String8& socketPath() const { return socketPath_; }
   bool connected() const { return fd_ >= 0; }
+  // Whether the last query failed for want of an answer in time (a hung daemon), which costs
+  // the caller the whole timeout, unlike a refused connection.
+  bool timedOut() const { return timedOut_; }
 
   // The answer's text. Connects (and enters enable mode) when not connected. VtyError for a
   // socket that cannot be reached, a broken connection (which is then closed, so the next query
@@ -31,6 +34,7 @@ class VtyClient {
   Kiv::String8 socketPath_;
   double timeoutSeconds_;
   int fd_ = -1;
+  bool timedOut_ = false;
 };
 
 }  // namespace Sources

@@ -167,7 +167,7 @@ class FrrLab:
     def walk(self, agent, oid):
         """{oid: value} of a bulk walk run in side "here"."""
         done = run(*self.sides["here"].exec("snmpbulkwalk", "-On", "-Oe", "-v2c", "-c", "public",
-                                             "-t", "2", "-r", "2", agent.address, oid))
+                                             "-t", "2", "-r", "2", "-Cr25", agent.address, oid))
         return {o: v for o, _, v in parse_varbinds(done.stdout) if _ != "endOfMibView"}
 
     def close(self):
