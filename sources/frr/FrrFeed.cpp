@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <iomanip>
+#include <memory>
 #include <set>
+#include <utility>
 
 #include "kiv/Clock.h"
 #include "kiv/Trace.h"
@@ -37,7 +39,7 @@ FrrFeed::FrrFeed(EventLoop& loop, Kiv::String8 vtyDirectory, Publish onSnapshot,
     : loop_(loop),
       publish_(std::move(onSnapshot)),
       log_(std::move(log)),
-      vty_(vtyDirectory + "/vrrpd.vty"),
+      vty_(loop, vtyDirectory + "/vrrpd.vty"),
       kernel_(loop,
               [this](bool vrrpLink) {
                 if (vrrpLink) {
@@ -62,8 +64,8 @@ void FrrFeed::start() {
     log_(true, "fhrp-snmp: cannot listen to VRRP advertisements (" + e.message() +
                    "; it needs CAP_NET_RAW): a backup's master address reads 0.0.0.0");
   }
+  publish();
   query(true);
-  poll_ = loop_.timerIs(kPollSeconds, true, [this] { query(false); });
 }
 
 void FrrFeed::refresh() {
@@ -79,34 +81,80 @@ void FrrFeed::debounce() {
   });
 }
 
+void FrrFeed::schedulePoll(double seconds) {
+  if (poll_) loop_.timerDel(*poll_);
+  poll_ = loop_.timerIs(seconds, false, [this] {
+    poll_.reset();
+    query(false);
+  });
+}
+
 void FrrFeed::query(bool configuration) {
-  if (!vrrpdAnswers_ && Kiv::now() < retryAfter_) return;
-  try {
-    std::vector<VrrpdRouter> routers = parseShowVrrp(vty_.query(kShowVrrp));
-    if (configuration || !vrrpdAnswers_ || !sameConfiguration(routers, inputs_.routers)) {
-      inputs_.configuredPriority = parseConfiguredPriorities(vty_.query(kShowConfig));
-    }
-    inputs_.routers = std::move(routers);
-    if (!vrrpdAnswers_) log_(false, "fhrp-snmp: vrrpd answers again on " + vty_.socketPath());
-    vrrpdAnswers_ = true;
-  } catch (const Kiv::RangeException& e) {
-    if (vrrpdAnswers_) {
-      log_(true, "fhrp-snmp: vrrpd does not answer (" + e.message() +
-                     "); its routers read initialize until it does");
-    }
-    vrrpdAnswers_ = false;
-    if (vty_.timedOut()) retryAfter_ = Kiv::now() + kHungRetrySeconds;
-    vty_.close();
-    // The routers vrrpd last reported stay, none of them running.
-    for (VrrpdRouter& r : inputs_.routers) {
-      r.state = Routing::Fhrp::FhrpState::initialize;
-      r.primaryAddress = Lirex::IpAddr();
-    }
+  if (vty_.busy()) {
+    again_ = true;
+    againConfiguration_ |= configuration;
+    return;
+  }
+  double started = Kiv::now();
+  auto onFailure = [this](const VtyError& e) { failed(e.message()); };
+  vty_.query(
+      kShowVrrp,
+      [this, configuration, started, onFailure](std::string_view text) {
+        std::vector<VrrpdRouter> routers;
+        try {
+          routers = parseShowVrrp(text);
+        } catch (const VrrpdReplyError& e) {
+          return failed(e.message());
+        }
+        if (!configuration && vrrpdAnswers_ && sameConfiguration(routers, inputs_.routers)) {
+          return answered(std::move(routers), started);
+        }
+        auto read = std::make_shared<std::vector<VrrpdRouter>>(std::move(routers));
+        vty_.query(
+            kShowConfig,
+            [this, read, started](std::string_view text) {
+              try {
+                inputs_.configuredPriority = parseConfiguredPriorities(text);
+              } catch (const VrrpdReplyError& e) {
+                return failed(e.message());
+              }
+              answered(std::move(*read), started);
+            },
+            onFailure);
+      },
+      onFailure);
+}
+
+void FrrFeed::answered(std::vector<VrrpdRouter> routers, double started) {
+  inputs_.routers = std::move(routers);
+  if (!vrrpdAnswers_) log_(false, "fhrp-snmp: vrrpd answers again on " + vty_.socketPath());
+  vrrpdAnswers_ = true;
+  trackUpSince(inputs_.upSince, inputs_.routers, Kiv::now());
+  publish();
+  schedulePoll(std::max(kPollSeconds, kPollShare * (Kiv::now() - started)));
+  if (again_) {
+    again_ = false;
+    query(std::exchange(againConfiguration_, false));
+  }
+}
+
+void FrrFeed::failed(const Kiv::String8& reason) {
+  if (vrrpdAnswers_) {
+    log_(true, "fhrp-snmp: vrrpd does not answer (" + reason +
+                   "); its routers read initialize until it does");
+  }
+  vrrpdAnswers_ = false;
+  vty_.close();
+  again_ = againConfiguration_ = false;
+  // The routers vrrpd last reported stay, none of them running.
+  for (VrrpdRouter& r : inputs_.routers) {
+    r.state = Routing::Fhrp::FhrpState::initialize;
+    r.primaryAddress = Lirex::IpAddr();
   }
   trackUpSince(inputs_.upSince, inputs_.routers, Kiv::now());
   publish();
+  schedulePoll(kPollSeconds);
 }
-
 void FrrFeed::publish() {
   inputs_.kernel = kernel_.view();
   std::set<U32> parents;

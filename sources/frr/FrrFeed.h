@@ -3,10 +3,13 @@
 //
 // vrrpd is asked for `show vrrp json` a few milliseconds after the kernel reports a change on a
 // VRRP macvlan (vrrpd has zebra flip its protodown on every transition into or out of master)
-// and about once a second for what makes no event; its configured priorities are read again
-// only when that answer shows a configuration change, because every read of its operational
-// data writes a line to vrrpd's log. When vrrpd does not answer, its routers read initialize
-// until it does again.
+// and about once a second for what makes no event. Composing that answer costs vrrpd time
+// that grows with its routers (a third of a second for 255 on a loaded machine), and vrrpd
+// runs its own timers on the same thread: the poll waits at least 20 times as long as the last
+// answer took, so it never takes more than a twentieth of vrrpd. Its configured priorities are
+// read again only when that answer shows a configuration change, because every read of its
+// operational data writes a line to vrrpd's log. When vrrpd does not answer, its routers read
+// initialize until it does again.
 #include <functional>
 #include <map>
 #include <memory>
@@ -31,9 +34,7 @@ class FrrFeed {
 
   static constexpr double kPollSeconds = 1.0;
   static constexpr double kDebounceSeconds = 0.003;
-  // A vrrpd that accepts but does not answer (stopped, hung) costs the agent the vty timeout at
-  // every query: it is asked again only after this long.
-  static constexpr double kHungRetrySeconds = 5.0;
+  static constexpr double kPollShare = 20;  // poll gap per second of vrrpd's last answer
 
   FrrFeed(EventLoop& loop, Kiv::String8 vtyDirectory, Publish publish, Log log);
   ~FrrFeed();
@@ -48,6 +49,9 @@ class FrrFeed {
 
  private:
   void query(bool configuration);
+  void answered(std::vector<VrrpdRouter> routers, double started);
+  void failed(const Kiv::String8& reason);
+  void schedulePoll(double seconds);
   void publish();
   void debounce();
 
@@ -59,7 +63,9 @@ class FrrFeed {
   AdvertListener adverts_;
   bool listening_ = false;
   bool vrrpdAnswers_ = true;
-  double retryAfter_ = 0;
+  // A query asked for while one runs: it follows, so that no change is missed.
+  bool again_ = false;
+  bool againConfiguration_ = false;
   std::optional<EventLoop::TimerId> debounce_;
   std::optional<EventLoop::TimerId> poll_;
   FrrInputs inputs_;

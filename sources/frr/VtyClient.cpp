@@ -1,14 +1,11 @@
 #include "sources/frr/VtyClient.h"
 
-#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
-
-#include "kiv/Clock.h"
 
 namespace Sources {
 namespace {
@@ -19,16 +16,23 @@ Kiv::String8 systemError(const Kiv::String8& what, int error) {
 
 }  // namespace
 
-VtyClient::VtyClient(Kiv::String8 socketPath, double timeoutSeconds)
-    : socketPath_(std::move(socketPath)), timeoutSeconds_(timeoutSeconds) {}
+VtyClient::VtyClient(EventLoop& loop, Kiv::String8 socketPath, double timeoutSeconds)
+    : loop_(loop), socketPath_(std::move(socketPath)), timeoutSeconds_(timeoutSeconds) {}
 
 VtyClient::~VtyClient() {
   close();
 }
 
 void VtyClient::close() {
-  if (fd_ >= 0) ::close(fd_);
+  if (timer_) loop_.timerDel(*timer_);
+  timer_.reset();
+  if (fd_ >= 0) {
+    loop_.readFdDel(fd_);
+    ::close(fd_);
+  }
   fd_ = -1;
+  queue_.clear();
+  reply_ = VtyReply();
 }
 
 void VtyClient::connect() {
@@ -47,69 +51,79 @@ void VtyClient::connect() {
     throw VtyError(systemError(socketPath_, error));
   }
   fd_ = fd;
+  loop_.readFdIs(fd_, [this] { readable(); });
   // Operational data (the configuration as the daemon holds it) is an enable-mode command.
-  exchange("enable");
+  queue_.push_back({"enable", [](std::string_view) {}, [](const VtyError&) {}});
 }
 
-Kiv::String8 VtyClient::query(std::string_view command) {
-  timedOut_ = false;
-  if (fd_ < 0) connect();
-  return exchange(command);
-}
-
-Kiv::String8 VtyClient::exchange(std::string_view command) {
-  Kiv::String8 request = vtyRequest(command);
-  double deadline = Kiv::now() + timeoutSeconds_;
-  auto fail = [this](const Kiv::String8& reason) {
-    close();
-    return VtyError(socketPath_ + ": " + reason);
-  };
-  auto wait = [&](short events) {
-    double left = deadline - Kiv::now();
-    pollfd p{fd_, events, 0};
-    int n = left > 0 ? ::poll(&p, 1, static_cast<int>(left * 1000) + 1) : 0;
-    if (n < 0 && errno != EINTR) throw fail(systemError("poll", errno));
-    if (n == 0) {
-      timedOut_ = true;
-      throw fail("no answer to '" + Kiv::String8(command) + "' in time");
-    }
-  };
-  std::size_t sent = 0;
-  while (sent < request.size()) {
-    ssize_t n = ::send(fd_, request.data() + sent, request.size() - sent, MSG_NOSIGNAL);
-    if (n >= 0) {
-      sent += static_cast<std::size_t>(n);
-    } else if (errno == EAGAIN || errno == EINTR) {
-      wait(POLLOUT);
-    } else {
-      throw fail(systemError("send", errno));
+void VtyClient::query(std::string_view command, OnAnswer onAnswer, OnFailure onFailure) {
+  vtyRequest(command);  // refuses what cannot be sent before anything is queued
+  if (fd_ < 0) {
+    try {
+      connect();
+    } catch (const VtyError& e) {
+      onFailure(e);
+      return;
     }
   }
-  VtyReply reply;
+  queue_.push_back({Kiv::String8(command), std::move(onAnswer), std::move(onFailure)});
+  if (!timer_) send();  // nothing on the wire: the front one goes (enable, after a connect)
+}
+
+void VtyClient::send() {
+  Kiv::String8 request = vtyRequest(queue_.front().command);
+  // A command is a few dozen bytes: an empty socket buffer always takes it whole.
+  ssize_t n = ::send(fd_, request.data(), request.size(), MSG_NOSIGNAL);
+  if (n != static_cast<ssize_t>(request.size())) {
+    fail(n < 0 ? systemError("send", errno) : Kiv::String8("send: short write"));
+    return;
+  }
+  timer_ = loop_.timerIs(timeoutSeconds_, false, [this] {
+    timer_.reset();
+    fail("no answer to '" + queue_.front().command + "' in time");
+  });
+}
+
+void VtyClient::readable() {
   char buffer[65536];
-  while (!reply.complete()) {
+  for (;;) {
     ssize_t n = ::recv(fd_, buffer, sizeof(buffer), 0);
-    if (n > 0) {
-      try {
-        reply.feed(std::string_view(buffer, static_cast<std::size_t>(n)));
-      } catch (const VtyError& e) {
-        throw fail(e.message());
-      }
-    } else if (n == 0) {
-      throw fail("connection closed");
-    } else if (errno == EAGAIN || errno == EINTR) {
-      wait(POLLIN);
-    } else {
-      throw fail(systemError("recv", errno));
+    if (n == 0) return fail("connection closed");
+    if (n < 0) {
+      if (errno == EAGAIN || errno == EINTR) return;
+      return fail(systemError("recv", errno));
     }
+    if (queue_.empty()) return fail("bytes that answer no command");
+    try {
+      if (!reply_.feed(std::string_view(buffer, static_cast<std::size_t>(n)))) continue;
+    } catch (const VtyError& e) {
+      return fail(e.message());
+    }
+    if (timer_) loop_.timerDel(*timer_);
+    timer_.reset();
+    Pending done = std::move(queue_.front());
+    queue_.pop_front();
+    VtyReply reply = std::move(reply_);
+    reply_ = VtyReply();
+    if (!queue_.empty()) send();
+    if (reply.status() == 0) {
+      done.onAnswer(reply.text());
+    } else {
+      Kiv::String8 text(reply.text());
+      while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
+      done.onFailure(VtyError(socketPath_ + ": '" + done.command + "' failed (status " +
+                              std::to_string(reply.status()) + "): " + text));
+    }
+    // The callbacks may have closed this connection or queued more: read on only if open.
+    if (fd_ < 0) return;
   }
-  if (reply.status() != 0) {
-    Kiv::String8 text(reply.text());
-    while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
-    throw VtyError(socketPath_ + ": '" + Kiv::String8(command) + "' failed (status " +
-                   std::to_string(reply.status()) + "): " + text);
-  }
-  return Kiv::String8(reply.text());
+}
+
+void VtyClient::fail(const Kiv::String8& reason) {
+  std::deque<Pending> failed = std::move(queue_);
+  close();
+  VtyError error(socketPath_ + ": " + reason);
+  for (Pending& p : failed) p.onFailure(error);
 }
 
 }  // namespace Sources
