@@ -24,13 +24,15 @@ const Kiv::TraceHandle& trace() {
 // What `show vrrp json` shows of a router's configuration: the configured priority can only
 // have changed when one of these did (the effective one follows it, except for an owner, whose
 // addresses tell).
+bool sameConfiguration(const VrrpdRouter& x, const VrrpdRouter& y) {
+  return x.parent == y.parent && x.vrid == y.vrid && x.version == y.version &&
+         x.shutdown == y.shutdown && x.effectivePriority == y.effectivePriority &&
+         x.addresses == y.addresses;
+}
 bool sameConfiguration(const std::vector<VrrpdRouter>& a, const std::vector<VrrpdRouter>& b) {
-  auto same = [](const VrrpdRouter& x, const VrrpdRouter& y) {
-    return x.parent == y.parent && x.vrid == y.vrid && x.version == y.version &&
-           x.shutdown == y.shutdown && x.effectivePriority == y.effectivePriority &&
-           x.addresses == y.addresses;
-  };
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), same);
+  return std::equal(
+      a.begin(), a.end(), b.begin(), b.end(),
+      [](const VrrpdRouter& x, const VrrpdRouter& y) { return sameConfiguration(x, y); });
 }
 
 }  // namespace
@@ -41,12 +43,11 @@ FrrFeed::FrrFeed(EventLoop& loop, Kiv::String8 vtyDirectory, Publish onSnapshot,
       log_(std::move(log)),
       vty_(loop, vtyDirectory + "/vrrpd.vty"),
       kernel_(loop,
-              [this](bool vrrpLink) {
-                if (vrrpLink) {
-                  debounce();
-                } else {
-                  this->publish();
-                }
+              [this](const std::set<RouterKey>& vrrpLinks, bool lost) {
+                changed_.insert(vrrpLinks.begin(), vrrpLinks.end());
+                changedAll_ |= lost;
+                if (changed_.empty() && !changedAll_) return this->publish();
+                debounce();
               }),
       adverts_(loop, [this] { this->publish(); }) {}
 
@@ -77,8 +78,48 @@ void FrrFeed::debounce() {
   if (debounce_) return;
   debounce_ = loop_.timerIs(kDebounceSeconds, false, [this] {
     debounce_.reset();
-    query(false);
+    queryChanged();
   });
+}
+
+void FrrFeed::queryChanged() {
+  std::set<RouterKey> changed = std::exchange(changed_, {});
+  bool known = std::all_of(changed.begin(), changed.end(), [this](const RouterKey& key) {
+    return std::any_of(inputs_.routers.begin(), inputs_.routers.end(), [&](const VrrpdRouter& r) {
+      return r.parent == key.first && r.vrid == key.second;
+    });
+  });
+  if (std::exchange(changedAll_, false) || !known || changed.size() > kRoutersAskedAlone ||
+      vty_.busy() || !vrrpdAnswers_) {
+    return query(false);
+  }
+  // Only the routers that moved: with hundreds of routers the whole answer takes vrrpd a
+  // hundred times longer to compose.
+  auto left = std::make_shared<std::size_t>(changed.size());
+  auto reconfigured = std::make_shared<bool>(false);
+  for (const RouterKey& key : changed) {
+    vty_.query(
+        "show vrrp interface " + key.first.name() + " " + std::to_string(key.second) + " json",
+        [this, left, reconfigured](std::string_view text) {
+          try {
+            for (VrrpdRouter& fresh : parseShowVrrp(text)) {
+              for (VrrpdRouter& r : inputs_.routers) {
+                if (r.parent != fresh.parent || r.vrid != fresh.vrid) continue;
+                *reconfigured |= !sameConfiguration(r, fresh);
+                r = std::move(fresh);
+              }
+            }
+          } catch (const VrrpdReplyError& e) {
+            return failed(e.message());
+          }
+          if (--*left > 0) return;
+          trackUpSince(inputs_.upSince, inputs_.routers, Kiv::now());
+          publish();
+          // A priority change moves routers too: its configured value is read at once.
+          if (*reconfigured) query(true);
+        },
+        [this](const VtyError& e) { failed(e.message()); });
+  }
 }
 
 void FrrFeed::schedulePoll(double seconds) {

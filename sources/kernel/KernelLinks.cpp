@@ -105,8 +105,9 @@ void KernelLinks::dump(int type) {
 
 void KernelLinks::readEvents() {
   char buffer[kBufferBytes];
-  sawVrrpLink_ = false;
+  vrrpLinks_.clear();
   bool changed = false;
+  bool lost = false;
   int fd = mnl_socket_get_fd(events_);
   for (;;) {
     ssize_t n = recv(fd, buffer, sizeof(buffer), MSG_DONTWAIT);
@@ -117,7 +118,7 @@ void KernelLinks::readEvents() {
       } catch (const Kiv::RangeException&) {
         // The last view stays; the next event or ENOBUFS tries again.
       }
-      sawVrrpLink_ = true;
+      lost = true;
       changed = true;
       continue;
     }
@@ -125,19 +126,25 @@ void KernelLinks::readEvents() {
     mnl_cb_run(buffer, static_cast<size_t>(n), 0, 0, callback, this);
     changed = true;
   }
-  if (changed) onChange_(sawVrrpLink_);
+  if (changed) onChange_(vrrpLinks_, lost);
 }
 
 int KernelLinks::callback(const nlmsghdr* message, void* data) {
-  auto* self = static_cast<KernelLinks*>(data);
-  if (self->handle(message)) self->sawVrrpLink_ = true;
+  static_cast<KernelLinks*>(data)->handle(message);
   return MNL_CB_OK;
 }
 
-bool KernelLinks::handle(const nlmsghdr* message) {
+void KernelLinks::noteVrrpLink(const Link& link) {
+  if (!isVrrpMac(link.mac)) return;
+  auto parent = links_.find(link.parent);
+  if (parent == links_.end()) return;
+  vrrpLinks_.insert({Lirex::IntfId(parent->second.name), link.mac.bytes()[5]});
+}
+
+void KernelLinks::handle(const nlmsghdr* message) {
   U16 type = message->nlmsg_type;
   if (type == RTM_NEWLINK || type == RTM_DELLINK) {
-    if (message->nlmsg_len < mnl_nlmsg_size(sizeof(ifinfomsg))) return false;
+    if (message->nlmsg_len < mnl_nlmsg_size(sizeof(ifinfomsg))) return;
     const auto* info = static_cast<const ifinfomsg*>(mnl_nlmsg_get_payload(message));
     U32 index = static_cast<U32>(info->ifi_index);
     Link link;
@@ -148,24 +155,25 @@ bool KernelLinks::handle(const nlmsghdr* message) {
         Lirex::EthAddr::Bytes bytes;
         std::memcpy(bytes.data(), mnl_attr_get_payload(attr), 6);
         link.mac = Lirex::EthAddr(bytes);
+      } else if (mnl_attr_get_type(attr) == IFLA_LINK && mnl_attr_get_payload_len(attr) == 4) {
+        link.parent = mnl_attr_get_u32(attr);
       }
     });
     if (type == RTM_DELLINK) {
-      auto it = links_.find(index);
-      bool vrrp = it != links_.end() && isVrrpMac(it->second.mac);
+      if (auto it = links_.find(index); it != links_.end()) noteVrrpLink(it->second);
       links_.erase(index);
       addresses_.erase(index);
-      return vrrp;
+      return;
     }
-    if (link.name.empty()) return false;
-    bool vrrp = isVrrpMac(link.mac);
+    if (link.name.empty()) return;
+    noteVrrpLink(link);
     links_[index] = std::move(link);
-    return vrrp;
+    return;
   }
   if (type == RTM_NEWADDR || type == RTM_DELADDR) {
-    if (message->nlmsg_len < mnl_nlmsg_size(sizeof(ifaddrmsg))) return false;
+    if (message->nlmsg_len < mnl_nlmsg_size(sizeof(ifaddrmsg))) return;
     const auto* info = static_cast<const ifaddrmsg*>(mnl_nlmsg_get_payload(message));
-    if (info->ifa_family != AF_INET || info->ifa_prefixlen > 32) return false;
+    if (info->ifa_family != AF_INET || info->ifa_prefixlen > 32) return;
     U32 local = 0;
     bool found = false;
     eachAttribute(message, sizeof(ifaddrmsg), [&](const nlattr* attr) {
@@ -177,7 +185,7 @@ bool KernelLinks::handle(const nlmsghdr* message) {
         found = true;
       }
     });
-    if (!found) return false;
+    if (!found) return;
     Address a{Lirex::IpAddrWithMask(Lirex::IpAddr(ntohl(local)), info->ifa_prefixlen),
               (info->ifa_flags & IFA_F_SECONDARY) != 0};
     auto& list = addresses_[static_cast<U32>(info->ifa_index)];
@@ -191,7 +199,6 @@ bool KernelLinks::handle(const nlmsghdr* message) {
       list.push_back(a);
     }
   }
-  return false;
 }
 
 KernelView KernelLinks::view() const {

@@ -4,6 +4,7 @@
 // whenever the kernel dropped events (ENOBUFS), events in between.
 #include <functional>
 #include <map>
+#include <set>
 #include <vector>
 
 #include "kiv/Types.h"
@@ -19,9 +20,10 @@ namespace Sources {
 
 class KernelLinks {
  public:
-  // onChange(vrrpLink) after each batch of events; vrrpLink when a link with a VRRP virtual
-  // MAC (00:00:5e:00:01:xx, vrrpd's macvlans) came, went or changed.
-  using OnChange = std::function<void(bool vrrpLink)>;
+  // After each batch of events: the routers whose link with a VRRP virtual MAC
+  // (00:00:5e:00:01:VRID, vrrpd's macvlans, named by parent and vrid) came, went or changed,
+  // and whether events were lost, so that any router may have changed.
+  using OnChange = std::function<void(const std::set<RouterKey>& vrrpLinks, bool lost)>;
 
   KernelLinks(EventLoop& loop, OnChange onChange);
   ~KernelLinks();
@@ -40,11 +42,13 @@ class KernelLinks {
   struct Link {
     Kiv::String8 name;
     Lirex::EthAddr mac;
+    U32 parent = 0;  // the lower device of a macvlan
   };
   void resync();
   void dump(int type);
   void readEvents();
-  bool handle(const nlmsghdr* message);  // true for a VRRP link
+  void handle(const nlmsghdr* message);
+  void noteVrrpLink(const Link& link);
   static int callback(const nlmsghdr* message, void* data);
 
   EventLoop& loop_;
@@ -52,7 +56,7 @@ class KernelLinks {
   mnl_socket* events_ = nullptr;
   mnl_socket* requests_ = nullptr;
   unsigned sequence_ = 0;
-  bool sawVrrpLink_ = false;
+  std::set<RouterKey> vrrpLinks_;
   std::map<U32, Link> links_;
   std::map<U32, std::vector<Address>> addresses_;
 };
