@@ -6,7 +6,7 @@
             and to the new-master notification arriving at a receiver in the same namespace;
   idle      the agent's CPU (utime + stime from /proc) while it follows 255 routers.
 
-    sudo bench/frr.py [--failovers 12] [--idle-seconds 30] [--routers 255]
+    sudo bench/frr.py [--failovers 12] [--background 0] [--idle-seconds 30] [--routers 255]
 
 It uses the integration tests' FRR lab (tests/integration/frr_lab.py): every process is ended
 by its PID and the namespaces are deleted at the end."""
@@ -45,6 +45,10 @@ def failover(args):
     lab = Lab("frr-bench")
     routers = [{"vrid": 10, "priority": {"here": 100, "there": 200}, "interval": 100,
                 "addresses": ["192.0.2.110"]}]
+    # Routers that stay put meanwhile, so that vrrpd has many to report.
+    routers += [{"vrid": v, "interval": 1000, "addresses": [f"198.51.{v // 200}.{v % 200 + 1}"],
+                 "priority": {"here": 200, "there": 100}}
+                for v in range(1, args.background + 2) if v != 10][:args.background]
     frr = None
     try:
         frr = frr_lab.FrrLab(lab, routers)
@@ -58,7 +62,8 @@ def failover(args):
         time.sleep(1)
         mib, trap = [], []
         for i in range(args.failovers):
-            for priority, state, masters in ((50, "Master", 1), (200, "Backup", 0)):
+            for priority, state, masters in ((50, "Master", args.background + 1),
+                                             (200, "Backup", args.background)):
                 count = len(here.transitions(state))
                 there.configure(f"vrrp 10 priority {priority}")
                 assert wait_until(lambda: len(here.transitions(state)) > count, 5)
@@ -78,6 +83,7 @@ def failover(args):
             print(f"to {state}: MIB after vrrpd's log line, ms: median "
                   f"{statistics.median(values):.2f}, min {min(values):.2f}, "
                   f"max {max(values):.2f} over {len(values)}")
+        print(f"(with {args.background} more routers)")
         print(f"notification arrival after vrrpd's log line, ms: median "
               f"{statistics.median(trap):.2f}, min {min(trap):.2f}, max {max(trap):.2f} over "
               f"{len(trap)}")
@@ -137,6 +143,8 @@ if __name__ == "__main__":
     p.add_argument("--failovers", type=int, default=12)
     p.add_argument("--idle-seconds", type=float, default=30)
     p.add_argument("--routers", type=int, default=255)
+    p.add_argument("--background", type=int, default=0,
+                   help="routers beside the one failing over")
     p.add_argument("--only", choices=["failover", "idle"])
     a = p.parse_args()
     if a.only != "idle":
