@@ -11,7 +11,7 @@ namespace Host {
 namespace {
 
 // The handles the product traces with; a spec naming another one would enable nothing.
-constexpr std::string_view kTraceHandles[] = {"*", "Snmp", "FhrpSnmpEntry", "Zentra"};
+constexpr std::string_view kTraceHandles[] = {"*", "Snmp", "FhrpSnmpEntry", "Zentra", "Sources"};
 
 void checkTraceHandles(const Kiv::String8& spec) {
   Kiv::traceSpecIs(spec);  // a malformed spec raises here
@@ -23,7 +23,7 @@ void checkTraceHandles(const Kiv::String8& spec) {
     if (std::find(std::begin(kTraceHandles), std::end(kTraceHandles), name) ==
         std::end(kTraceHandles)) {
       throw Kiv::RangeException("--trace: unknown handle '" + Kiv::String8(name) +
-                                "' (known: Snmp, FhrpSnmpEntry, Zentra, *)");
+                                "' (known: Snmp, FhrpSnmpEntry, Zentra, Sources, *)");
     }
   }
 }
@@ -31,12 +31,16 @@ void checkTraceHandles(const Kiv::String8& spec) {
 }  // namespace
 
 const char* usage() {
-  return R"(usage: fhrp-snmpd --state FILE [--listen ADDR | --agentx SOCKET] [options]
+  return R"(usage: fhrp-snmpd (--state FILE | --frr [--frr-vty DIR])
+                  [--listen ADDR | --agentx SOCKET] [options]
 
-Serves the VRRP-MIB (RFC 2787) from a state document, as its own SNMP agent or as an
-AgentX subagent of the machine's snmpd.
+Serves the VRRP-MIB (RFC 2787), following a state document or FRR's vrrpd and the
+kernel, as its own SNMP agent or as an AgentX subagent of the machine's snmpd.
 
-  --state FILE          the state document to serve and follow (required)
+  --state FILE          the state document to serve and follow
+  --frr                 follow FRR's vrrpd (its vty socket), the kernel's interfaces and
+                        addresses, and the VRRP advertisements on the wire instead
+  --frr-vty DIR         where vrrpd's vty socket vrrpd.vty is (default /var/run/frr)
   --listen ADDR         where the agent answers, in net-snmp's transport syntax, e.g.
                         udp:127.0.0.1:1161 or udp:0.0.0.0:161,tcp:161
                         (default udp:127.0.0.1:1161)
@@ -53,7 +57,8 @@ AgentX subagent of the machine's snmpd.
                         rocommunity, trap2sink, sysContact, sysName, sysLocation, ...);
                         a line net-snmp rejects stops the start (default none)
   --trace SPEC          trace handles and levels on stderr, e.g. Snmp/0-2,Zentra;
-                        handles Snmp, FhrpSnmpEntry, Zentra, * (default none)
+                        handles Snmp, FhrpSnmpEntry, Zentra, Sources, *
+                        (default none)
   --help                this text
   --version             the version
 
@@ -66,7 +71,7 @@ Environment:
                         users (default /var/lib/fhrp-snmp as root,
                         $TMPDIR/fhrp-snmpd-UID otherwise)
 
-SIGHUP re-reads the state document; SIGTERM and SIGINT end the agent (status 0).
+SIGHUP re-reads the state document (asks vrrpd again under --frr); SIGTERM and SIGINT end the agent (status 0).
 A failed start exits with status 2 and one line saying why.
 )";
 }
@@ -76,6 +81,8 @@ Options parseOptions(int argc, const char* const* argv) {
   bool listenGiven = false;
   bool communityGiven = false;
   bool noCommunityGiven = false;
+  bool frr = false;
+  Kiv::String8 frrVty;
   for (int i = 1; i < argc; ++i) {
     Kiv::String8 arg = argv[i];
     Kiv::String8 value;
@@ -100,6 +107,10 @@ Options parseOptions(int argc, const char* const* argv) {
       o.version = true;
     } else if (arg == "--state") {
       o.stateFile = nonEmpty(next());
+    } else if (arg == "--frr") {
+      frr = true;
+    } else if (arg == "--frr-vty") {
+      frrVty = nonEmpty(next());
     } else if (arg == "--listen") {
       o.listen = nonEmpty(next());
       listenGiven = true;
@@ -128,7 +139,11 @@ Options parseOptions(int argc, const char* const* argv) {
     }
   }
   if (o.help || o.version) return o;
-  if (o.stateFile.empty()) throw Kiv::RangeException("--state FILE is required");
+  if (frr && !o.stateFile.empty())
+    throw Kiv::RangeException("--state and --frr exclude each other");
+  if (!frrVty.empty() && !frr) throw Kiv::RangeException("--frr-vty needs --frr");
+  if (frr) o.frrVtyDirectory = frrVty.empty() ? kDefaultFrrVtyDirectory : frrVty;
+  if (o.stateFile.empty() && !frr) throw Kiv::RangeException("--state FILE or --frr is required");
   if (listenGiven && o.agentx()) {
     throw Kiv::RangeException("--listen and --agentx exclude each other");
   }

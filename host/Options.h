@@ -6,8 +6,12 @@
 
 namespace Host {
 
+// Where FRR's daemons keep their vty sockets unless --frr-vty says otherwise.
+constexpr const char* kDefaultFrrVtyDirectory = "/var/run/frr";
+
 struct Options {
   Kiv::String8 stateFile;
+  Kiv::String8 frrVtyDirectory;  // non-empty (--frr): follow vrrpd and the kernel instead
   Kiv::String8 listen = "udp:127.0.0.1:1161";
   Kiv::String8 agentxSocket;          // non-empty: run as an AgentX subagent
   Kiv::String8 community = "public";  // also the community of --trap-sink notifications

@@ -8,6 +8,7 @@
 
 #include "FhrpSnmp/TypeRegistration.h"
 #include "host/Log.h"
+#include "host/FrrFeed.h"
 #include "kiv/TypeRegistry.h"
 #include "platform/Snmp/Config.h"
 #include "platform/Snmp/NetSnmp.h"
@@ -43,6 +44,12 @@ bool missing(const Kiv::String8& path) {
 Service::Service(Kiv::String8 stateFile, bool notifications)
     : publisher_(tree_), file_(std::move(stateFile)), notifications_(notifications) {}
 
+std::unique_ptr<Service> Service::following(Kiv::String8 frrVtyDirectory, bool notifications) {
+  auto service = std::make_unique<Service>("", notifications);
+  service->frrVtyDirectory_ = std::move(frrVtyDirectory);
+  return service;
+}
+
 Service::~Service() {
   unwatch();
 }
@@ -71,6 +78,11 @@ void Service::build() {
 }
 
 void Service::start() {
+  if (!frrVtyDirectory_.empty()) {
+    frr_ = std::make_unique<FrrFeed>(publisher_, frrVtyDirectory_);
+    build();
+    return;
+  }
   Zentra::PublishSummary summary = publisher_.apply(file_.load(), file_.path());
   goodSince_ = now();
   logLine(LOG_INFO, "loaded " + file_.path() + ": " + text(summary));
@@ -89,7 +101,7 @@ void Service::unwatch() {
 }
 
 void Service::watch() {
-  if (watcher_) return;
+  if (watcher_ || frr_) return;
   try {
     watcher_ = std::make_unique<Zentra::StateFileWatcher>(file_.path());
   } catch (const Zentra::StateFileError& e) {
@@ -147,6 +159,10 @@ void Service::rejected(const Kiv::RangeException& error) {
 }
 
 bool Service::reload() {
+  if (frr_) {
+    frr_->refresh();
+    return true;
+  }
   try {
     Zentra::PublishSummary summary = publisher_.apply(file_.load(), file_.path());
     const bool first = goodSince_.empty();

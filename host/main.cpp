@@ -42,12 +42,14 @@ int main(int argc, char** argv) {
   }
 
   try {
-    Host::Service service(options.stateFile, options.notifications);
+    auto service = options.frrVtyDirectory.empty()
+                       ? std::make_unique<Host::Service>(options.stateFile, options.notifications)
+                       : Host::Service::following(options.frrVtyDirectory, options.notifications);
     Host::SnmpHost snmp(options);
     snmp.initAgent();
     // The document is read before any port is opened: a bad one never yields a
     // half-started agent.
-    service.start();
+    service->start();
     Host::registerVrrpMib();
     const Kiv::String8 where = options.agentx() ? options.agentxSocket : options.listen;
     auto ready = [&] {
@@ -61,13 +63,13 @@ int main(int argc, char** argv) {
     std::unique_ptr<Host::AgentxLink> agentx;
     if (options.agentx()) agentx = std::make_unique<Host::AgentxLink>(where, ready);
     snmp.open();
-    service.watch();
+    service->watch();
     Host::installSignalHandlers(
         [&snmp] {
           sd_notify(0, "STOPPING=1");
           snmp.stop();
         },
-        [&service] { service.reload(); });
+        [&service] { service->reload(); });
     if (agentx) {
       agentx->check();
     } else {

@@ -33,6 +33,8 @@ TEST(OptionsTest, DefaultsAndRepeatableFlags) {
   EXPECT_TRUE(parse({"--help"}).help);
   EXPECT_TRUE(parse({"--state", "s"}).serveCommunity);
   EXPECT_FALSE(parse({"--state", "s", "--no-community"}).serveCommunity);
+  EXPECT_EQ(parse({"--frr"}).frrVtyDirectory, "/var/run/frr");
+  EXPECT_EQ(parse({"--frr", "--frr-vty", "/run/frr/a"}).frrVtyDirectory, "/run/frr/a");
 }
 
 TEST(OptionsTest, BadArgumentsAreOneClearLine) {
@@ -40,7 +42,9 @@ TEST(OptionsTest, BadArgumentsAreOneClearLine) {
       " does not apply under --agentx: the master's communities and "
       "sinks do";
   const std::vector<std::pair<std::vector<const char*>, std::string>> cases = {
-      {{}, "--state FILE is required"},
+      {{}, "--state FILE or --frr is required"},
+      {{"--state", "s", "--frr"}, "--state and --frr exclude each other"},
+      {{"--state", "s", "--frr-vty", "/d"}, "--frr-vty needs --frr"},
       {{"--state"}, "option --state needs a value"},
       {{"--state", "s", "--bogus"}, "unknown argument '--bogus'"},
       {{"--state", "s", "--notifications", "maybe"},
@@ -54,7 +58,7 @@ TEST(OptionsTest, BadArgumentsAreOneClearLine) {
       {{"--state", "s", "--agentx", "/x", "--no-community"}, "--no-community" + underAgentx},
       {{"--state", "s", "--agentx", "/x", "--trap-sink", "h:162"}, "--trap-sink" + underAgentx},
       {{"--state", "s", "--trace", "Snmp/1,Nope/2"},
-       "--trace: unknown handle 'Nope' (known: Snmp, FhrpSnmpEntry, Zentra, *)"}};
+       "--trace: unknown handle 'Nope' (known: Snmp, FhrpSnmpEntry, Zentra, Sources, *)"}};
   for (const auto& [args, message] : cases) EXPECT_EQ(error(args), message);
 }
 
