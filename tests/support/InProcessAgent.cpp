@@ -105,65 +105,18 @@ InProcessAgent::~InProcessAgent() {
 }
 
 Response InProcessAgent::get(const std::vector<Oid>& names) {
-  return request(SNMP_MSG_GET, names, 0, 0);
+  return request(SNMP_MSG_GET, names);
 }
 
 Response InProcessAgent::getNext(const std::vector<Oid>& names) {
-  return request(SNMP_MSG_GETNEXT, names, 0, 0);
-}
-
-Response InProcessAgent::getBulk(const std::vector<Oid>& names, long nonRepeaters,
-                                 long maxRepetitions) {
-  return request(SNMP_MSG_GETBULK, names, nonRepeaters, maxRepetitions);
+  return request(SNMP_MSG_GETNEXT, names);
 }
 
 Response InProcessAgent::walk(const Oid& root) {
-  return walkWith(root, 0);
-}
-
-Response InProcessAgent::bulkWalk(const Oid& root, long maxRepetitions) {
-  if (maxRepetitions < 1) throw std::invalid_argument("bulkWalk needs maxRepetitions >= 1");
-  return walkWith(root, maxRepetitions);
-}
-
-void InProcessAgent::runEventLoopOnce() {
-  agent_check_and_process(0);
-}
-
-Response InProcessAgent::request(int command, const std::vector<Oid>& names, long nonRepeaters,
-                                 long maxRepetitions) {
-  netsnmp_pdu* pdu = snmp_pdu_create(command);
-  if (command == SNMP_MSG_GETBULK) {
-    pdu->non_repeaters = nonRepeaters;
-    pdu->max_repetitions = maxRepetitions;
-  }
-  for (const auto& name : names) snmp_add_null_var(pdu, name.data(), name.size());
-  return exchange(pdu);
-}
-
-Response InProcessAgent::exchange(netsnmp_pdu* pdu) {
-  netsnmp_pdu* reply = nullptr;
-  const int status = snmp_synch_response(session_, pdu, &reply);
-  if (status != STAT_SUCCESS || !reply) {
-    if (reply) snmp_free_pdu(reply);
-    throw std::runtime_error(std::string("internal SNMP request failed: ") +
-                             snmp_api_errstring(snmp_errno));
-  }
-  Response response;
-  response.errorStatus = reply->errstat;
-  response.errorIndex = reply->errindex;
-  for (auto* v = reply->variables; v; v = v->next_variable) {
-    response.varBinds.push_back(toVarBind(v));
-  }
-  snmp_free_pdu(reply);
-  return response;
-}
-
-Response InProcessAgent::walkWith(const Oid& root, long maxRepetitions) {
   Response walked;
   Oid next = root;
   for (;;) {
-    Response step = maxRepetitions ? getBulk({next}, 0, maxRepetitions) : getNext({next});
+    Response step = getNext({next});
     if (step.errorStatus != SNMP_ERR_NOERROR) {
       walked.errorStatus = step.errorStatus;
       walked.errorIndex = step.errorIndex;
@@ -180,6 +133,30 @@ Response InProcessAgent::walkWith(const Oid& root, long maxRepetitions) {
       walked.varBinds.push_back(std::move(vb));
     }
   }
+}
+
+void InProcessAgent::runEventLoopOnce() {
+  agent_check_and_process(0);
+}
+
+Response InProcessAgent::request(int command, const std::vector<Oid>& names) {
+  netsnmp_pdu* pdu = snmp_pdu_create(command);
+  for (const auto& name : names) snmp_add_null_var(pdu, name.data(), name.size());
+  netsnmp_pdu* reply = nullptr;
+  const int status = snmp_synch_response(session_, pdu, &reply);
+  if (status != STAT_SUCCESS || !reply) {
+    if (reply) snmp_free_pdu(reply);
+    throw std::runtime_error(std::string("internal SNMP request failed: ") +
+                             snmp_api_errstring(snmp_errno));
+  }
+  Response response;
+  response.errorStatus = reply->errstat;
+  response.errorIndex = reply->errindex;
+  for (auto* v = reply->variables; v; v = v->next_variable) {
+    response.varBinds.push_back(toVarBind(v));
+  }
+  snmp_free_pdu(reply);
+  return response;
 }
 
 }  // namespace FhrpTest

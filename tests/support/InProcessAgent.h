@@ -1,11 +1,11 @@
 #pragma once
 // A net-snmp master agent inside the test process, for module tests that must go through
-// net-snmp's real request processing (registrations, helpers, VACM, GETBULK expansion).
+// net-snmp's real request processing (registrations, helpers, VACM).
 //
 // Requests are real PDUs sent with snmp_synch_response through an internal-query session
 // (net-snmp's callback transport): synchronous, on the test's thread, no network. Each
-// request carries its varbinds in the order given, so multi-varbind GET/GETNEXT and GETBULK
-// with non-repeaters are exercised as a manager would send them.
+// request carries its varbinds in the order given, so multi-varbind GET and GETNEXT are
+// exercised as a manager would send them.
 //
 // The agent listens on no port, reads no configuration from the machine (configuration,
 // persistent and MIB directories are a private temporary directory, MIBS is empty), runs
@@ -48,13 +48,11 @@ class InProcessAgent {
 
   Response get(const std::vector<Oid>& names);
   Response getNext(const std::vector<Oid>& names);
-  Response getBulk(const std::vector<Oid>& names, long nonRepeaters, long maxRepetitions);
 
-  // The varbinds under root, by GETNEXT (walk) or GETBULK (bulkWalk) requests, as a
-  // manager's walk collects them: up to the first name outside root or endOfMibView.
-  // A request that fails ends the walk with its error status and index.
+  // The varbinds under root, by GETNEXT requests, as a manager's walk collects them: up to the
+  // first name outside root or endOfMibView. A request that fails ends the walk with its error
+  // status and index.
   Response walk(const Oid& root);
-  Response bulkWalk(const Oid& root, long maxRepetitions);
 
   // One non-blocking pass of the agent's event loop (agent_check_and_process(0)): runs
   // due alarms.
@@ -66,10 +64,7 @@ class InProcessAgent {
   InProcessAgent(const InProcessAgent&) = delete;
   InProcessAgent& operator=(const InProcessAgent&) = delete;
 
-  Response request(int command, const std::vector<Oid>& names, long nonRepeaters,
-                   long maxRepetitions);
-  Response exchange(netsnmp_pdu* pdu);
-  Response walkWith(const Oid& root, long maxRepetitions);
+  Response request(int command, const std::vector<Oid>& names);
 
   std::string directory_;
   netsnmp_session* session_ = nullptr;
