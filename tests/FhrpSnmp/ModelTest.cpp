@@ -28,19 +28,7 @@ TEST(VrrpIndexTest, OrdersFieldByFieldWithDeclaredSignedness) {
   EXPECT_LT(VrrpIpIndex(1, 9, IpAddr(255, 0, 0, 0)), VrrpIpIndex(2, 0, IpAddr(0, 0, 0, 1)));
 }
 
-TEST(VrrpIndexTest, TextFormsRoundTrip) {
-  EXPECT_EQ(FhrpSnmp::valueToStrep(VrrpIndex(1000001, 7)),
-            "Value('FhrpSnmp::VrrpIndex', ** {'ifIndex': 1000001, 'vrId': 7})");
-  for (VrrpIndex v : {VrrpIndex(-2147483647 - 1, 4294967295u), VrrpIndex(-1, 0), VrrpIndex()}) {
-    EXPECT_EQ(FhrpSnmp::strepToValue<VrrpIndex>(FhrpSnmp::valueToStrep(v)), v);
-  }
-  VrrpIpIndex ip(-5, 255, IpAddr(192, 0, 2, 1));
-  std::ostringstream os;
-  os << ip;
-  EXPECT_EQ(os.str(), FhrpSnmp::valueToStrep(ip));
-  EXPECT_EQ(FhrpSnmp::strepToValue<VrrpIpIndex>(os.str()), ip);
-}
-
+// Text forms round-trip: the keys' fuzz target, whose seeds every build replays.
 TEST(VrrpIndexTest, ParserErrorsSayWhatWasWrong) {
   EXPECT_EQ(parseError<VrrpIndex>("Value('FhrpSnmp::VrrpIndex', ** {'ifIndex': 1"),
             "premature end of value type VrrpIndex");
