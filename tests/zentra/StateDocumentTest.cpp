@@ -191,10 +191,8 @@ TEST(StateDocument, EveryRejectionNamesThePathAndTheReason) {
       {R"({"vrrpConfig": {"e1": {"0": {}}}})",
        R"($.vrrpConfig.e1["0"]: bad virtual router id "0" (expected a decimal number 1..255 )"
        R"(without sign or leading zeros))"},
-      {config(R"("priority": 256)"), "256 is out of range 0..255"},
-      {config(R"("authType": "md5")"),
-       R"(["1"].authType: unknown authType "md5" (expected noAuthentication, )"
-       R"(simpleTextPassword or ipAuthenticationHeader))"},
+      {config(R"("priority": 256)"), R"(["1"].priority: 256 is out of range 0..255)"},
+      {config(R"("authType": "md5")"), R"(["1"].authType: unknown authType "md5")"},
       {status(R"("state": "mastr")"),
        R"($.vrrpStatus.e1["5"].state: unknown state "mastr" (expected master, backup or )"
        R"(initialize))"},
@@ -203,8 +201,6 @@ TEST(StateDocument, EveryRejectionNamesThePathAndTheReason) {
        R"(["5"].virtualMacAddr: bad Ethernet address '00:00:5e:00:01')"},
       {status(R"("ipAddrs": {"1.2.3.05": true})"),
        R"(["5"].ipAddrs["1.2.3.05"]: bad IPv4 address '1.2.3.05': octet '05' has a leading )"},
-      {status(R"("ipAddrs": {"1.2.3.5": "true"})"),
-       R"(["5"].ipAddrs["1.2.3.5"]: expected true or false, got a string)"},
       {status(R"("ipAddrs": {)" + addrs + "}"),
        "256 addresses are true, more than the 255 a virtual router can have"},
       {status(R"("upSince": -1.5)"),
