@@ -41,8 +41,8 @@ void reconfigure() {
     if (!stateFile.empty()) Host::logLine(LOG_ERR, "fhrpStateFile ignored: still following vrrpd");
     service->reload();
   } else if (stateFile.empty()) {
-    Host::logLine(LOG_ERR, "no fhrpStateFile line in snmpd.conf; still following " +
-                               service->path());
+    Host::logLine(LOG_ERR,
+                  "no fhrpStateFile line in snmpd.conf; still following " + service->path());
   } else if (service->path() != stateFile) {
     service->followIs(stateFile);
   } else {

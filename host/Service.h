@@ -30,8 +30,8 @@ class Service {
   // As start(), but with nothing read yet: the model starts empty, reload() reads the document
   // and watch() follows it. For a host that must not fail on a missing or bad document.
   void startEmpty();
-  // Follows the state document on the agent's event loop (vrrpd is followed from start()). When its directory cannot be
-  // watched (not there yet, or gone), it is looked for again every few seconds.
+  // Follows the state document on the agent's event loop (vrrpd is followed from start()). When its
+  // directory cannot be watched (not there yet, or gone), it is looked for again every few seconds.
   void watch();
   // Re-reads the document, or asks vrrpd anew. A bad document is logged and the last good
   // state stays.

@@ -172,11 +172,5 @@ S32 TokenReader::readS32() {
 U32 TokenReader::readU32() {
   return readInteger<U32>("U32");
 }
-S64 TokenReader::readS64() {
-  return readInteger<S64>("S64");
-}
-U64 TokenReader::readU64() {
-  return readInteger<U64>("U64");
-}
 
 }  // namespace Kiv

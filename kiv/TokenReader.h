@@ -41,8 +41,6 @@ class TokenReader {
 
   S32 readS32();
   U32 readU32();
-  S64 readS64();
-  U64 readU64();
 
   // Skips white space, then reads the longest run of characters accepted by `pred`.
   template <class Pred>

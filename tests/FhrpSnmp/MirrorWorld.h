@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include "FhrpSnmp/VrrpMibSm.h"
-#include "kiv/Exception.h"
 #include "kiv/Trace.h"
 #include "tests/FhrpSnmp/FakeTrapNewMaster.h"
 
@@ -15,17 +14,6 @@ using Lirex::IpAddr;
 using Routing::Fhrp::FhrpState;
 using Routing::Fhrp::VirtualRouterStatusV4;
 using Routing::Fhrp::VrrpVirtualRouterConfig;
-
-// The message of the range error that call raises.
-template <class Call>
-std::string rangeError(Call call) {
-  try {
-    call();
-  } catch (const Kiv::RangeException& e) {
-    return e.message();
-  }
-  return "(no error)";
-}
 
 struct World : ::testing::Test {
   Kiv::Ptr<Routing::Fhrp::Config> fhrpConfig = Kiv::make<Routing::Fhrp::Config>();
@@ -51,11 +39,10 @@ struct World : ::testing::Test {
     r->ifIndexIs(ifIndex);
     intfs->intfStatusIs(id, r);
   }
-  Kiv::Ptr<Ip::IpIntfStatus> ipAddr(const IntfId& id, IpAddr addr) {
+  void ipAddr(const IntfId& id, IpAddr addr) {
     auto r = Kiv::make<Ip::IpIntfStatus>(id);
     r->activeAddrWithMaskIs(Lirex::IpAddrWithMask(addr, 24));
     ip->ipIntfStatusIs(id, r);
-    return r;
   }
   Kiv::Ptr<Routing::Fhrp::VrrpIntfConfig> intfConfig(const IntfId& id) {
     if (auto r = vrrpConfig->vrrpIntfConfig(id)) return r;
@@ -83,9 +70,6 @@ struct World : ::testing::Test {
     return r;
   }
 
-  Kiv::Ptr<FhrpSnmp::VrrpMibSm> machine() {
-    return FhrpSnmp::vrrpMibSmFactory(fhrpConfig, vrrpStatus, intfs, ip, mib);
-  }
   Kiv::Ptr<FhrpSnmp::OperEntry> oper(S32 ifIndex, U32 vrId) const {
     return mib->operTable(FhrpSnmp::VrrpIndex(ifIndex, vrId));
   }

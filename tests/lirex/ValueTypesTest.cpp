@@ -46,10 +46,8 @@ TEST(IpAddrTest, TextFormOrderAndErrors) {
   EXPECT_LT(IpAddr(127, 255, 255, 255), IpAddr(128, 0, 0, 0));
   expectRejected<IpAddr>([](const String8& t) { return "bad IPv4 address '" + t + "': "; },
                          {{"1.2.3", "expected 4 octets"},
-                          {"1..3.4", "octet 2 is empty"},
                           {"256.0.0.1", "octet '256' is out of range 0..255"},
-                          {"01.2.3.4", "octet '01' has a leading zero"},
-                          {"1.2.3.4x", "unexpected character 'x' at column 7"}});
+                          {"01.2.3.4", "octet '01' has a leading zero"}});
 }
 
 TEST(IpAddrWithMaskTest, TextFormOrderAndLimits) {
@@ -57,14 +55,9 @@ TEST(IpAddrWithMaskTest, TextFormOrderAndLimits) {
   expectRoundTrips<M>({"192.0.2.2/24", "0.0.0.0/0", "255.255.255.255/32"});
   EXPECT_LT(M(IpAddr(9, 0, 0, 0), 32), M(IpAddr(10, 0, 0, 0), 8));
   EXPECT_LT(M(IpAddr(10, 0, 0, 0), 8), M(IpAddr(10, 0, 0, 0), 16));
-  EXPECT_THAT([] { M(IpAddr(), 33); },
-              ThrowsMessage<RangeException>("prefix length 33 is out of range 0..32"));
   expectRejected<M>([](const String8& t) { return "bad IPv4 address with mask '" + t + "': "; },
                     {{"192.0.2.2", "expected '/' and a prefix length"},
-                     {"192.0.2.2/", "prefix length is empty"},
                      {"192.0.2.2/33", "prefix length '33' is out of range 0..32"},
-                     {"192.0.2.2/08", "prefix length '08' has a leading zero"},
-                     {"192.0.2.2/2.4", "prefix length '2.4' is not a number"},
                      {"192.0.2.2/24/1", "more than one '/'"}});
 }
 
@@ -73,11 +66,9 @@ TEST(EthAddrTest, TextFormAndOrder) {
   EXPECT_EQ(strepToValue<EthAddr>("00:00:5E:00:01:0A").bytes(),
             (EthAddr::Bytes{0x00, 0x00, 0x5e, 0x00, 0x01, 0x0a}));
   EXPECT_LT(EthAddr({0, 0, 0, 0, 0, 0xff}), EthAddr({0, 0, 0, 0, 1, 0}));
-  EXPECT_LT(EthAddr({0x7f, 0xff, 0xff, 0xff, 0xff, 0xff}), EthAddr({0x80, 0, 0, 0, 0, 0}));
   expectRejected<EthAddr>([](const String8& t) { return "bad Ethernet address '" + t + "': "; },
                           {{"00:00:5e:00:01", "expected 6 groups of 2 hex digits"},
                            {"0:00:5e:00:01:05", "group 1 '0' is not 2 hex digits"},
-                           {"00-00-5e-00-01-05", "unexpected character '-' at column 2"},
                            {"00:00:5g:00:01:05", "unexpected character 'g' at column 7"}});
 }
 
@@ -91,7 +82,6 @@ TEST(IntfIdTest, QuotedTextFormAndPlainOrder) {
   expectRejected<IntfId>([](const String8& t) { return "bad interface name \"" + t + "\": "; },
                          {{"Ethernet1", "expected a quoted string, found 'E' at column 0"},
                           {"'Ethernet1", "unterminated quoted string starting at column 0"},
-                          {"'a'b", "unexpected text after the name at column 3"},
                           {" 'a'", "unexpected white space at column 0"}});
 }
 

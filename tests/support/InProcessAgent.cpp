@@ -39,9 +39,6 @@ VarBind toVarBind(const netsnmp_variable_list* v) {
     case ASN_BIT_STR:
       vb.octets.assign(v->val.string, v->val.string + v->val_len);
       break;
-    case ASN_OBJECT_ID:
-      vb.objid.assign(v->val.objid, v->val.objid + v->val_len / sizeof(oid));
-      break;
     default:
       break;
   }
@@ -107,105 +104,19 @@ InProcessAgent::~InProcessAgent() {
   std::filesystem::remove_all(directory_, ignored);
 }
 
-Response InProcessAgent::get(const std::vector<Oid>& names, const std::string& context) {
-  return request(SNMP_MSG_GET, names, 0, 0, context);
+Response InProcessAgent::get(const std::vector<Oid>& names) {
+  return request(SNMP_MSG_GET, names);
 }
 
-Response InProcessAgent::getNext(const std::vector<Oid>& names, const std::string& context) {
-  return request(SNMP_MSG_GETNEXT, names, 0, 0, context);
+Response InProcessAgent::getNext(const std::vector<Oid>& names) {
+  return request(SNMP_MSG_GETNEXT, names);
 }
 
-Response InProcessAgent::getBulk(const std::vector<Oid>& names, long nonRepeaters,
-                                 long maxRepetitions, const std::string& context) {
-  return request(SNMP_MSG_GETBULK, names, nonRepeaters, maxRepetitions, context);
-}
-
-Response InProcessAgent::walk(const Oid& root, const std::string& context) {
-  return walkWith(root, 0, context);
-}
-
-Response InProcessAgent::bulkWalk(const Oid& root, long maxRepetitions,
-                                  const std::string& context) {
-  if (maxRepetitions < 1) throw std::invalid_argument("bulkWalk needs maxRepetitions >= 1");
-  return walkWith(root, maxRepetitions, context);
-}
-
-Response InProcessAgent::set(const Oid& name, u_char type, long value, const std::string& context) {
-  VarBind vb;
-  vb.name = name;
-  vb.type = type;
-  vb.integer = value;
-  return set(std::vector<VarBind>{vb}, context);
-}
-
-Response InProcessAgent::set(const std::vector<VarBind>& varBinds, const std::string& context) {
-  netsnmp_pdu* pdu = snmp_pdu_create(SNMP_MSG_SET);
-  for (const auto& vb : varBinds) {
-    switch (vb.type) {
-      case ASN_INTEGER:
-      case ASN_UNSIGNED:
-      case ASN_COUNTER:
-      case ASN_TIMETICKS:
-        snmp_pdu_add_variable(pdu, vb.name.data(), vb.name.size(), vb.type, &vb.integer,
-                              sizeof vb.integer);
-        break;
-      case ASN_OBJECT_ID:
-        snmp_pdu_add_variable(pdu, vb.name.data(), vb.name.size(), vb.type, vb.objid.data(),
-                              vb.objid.size() * sizeof(oid));
-        break;
-      default:
-        snmp_pdu_add_variable(pdu, vb.name.data(), vb.name.size(), vb.type, vb.octets.data(),
-                              vb.octets.size());
-        break;
-    }
-  }
-  return exchange(pdu, context);
-}
-
-void InProcessAgent::runEventLoopOnce() {
-  agent_check_and_process(0);
-}
-
-Response InProcessAgent::request(int command, const std::vector<Oid>& names, long nonRepeaters,
-                                 long maxRepetitions, const std::string& context) {
-  netsnmp_pdu* pdu = snmp_pdu_create(command);
-  if (command == SNMP_MSG_GETBULK) {
-    pdu->non_repeaters = nonRepeaters;
-    pdu->max_repetitions = maxRepetitions;
-  }
-  for (const auto& name : names) snmp_add_null_var(pdu, name.data(), name.size());
-  return exchange(pdu, context);
-}
-
-Response InProcessAgent::exchange(netsnmp_pdu* pdu, const std::string& context) {
-  if (!context.empty()) {
-    pdu->contextName = strdup(context.c_str());
-    pdu->contextNameLen = context.size();
-  }
-  netsnmp_pdu* reply = nullptr;
-  const int status = snmp_synch_response(session_, pdu, &reply);
-  if (status != STAT_SUCCESS || !reply) {
-    if (reply) snmp_free_pdu(reply);
-    throw std::runtime_error(std::string("internal SNMP request failed: ") +
-                             snmp_api_errstring(snmp_errno));
-  }
-  Response response;
-  response.errorStatus = reply->errstat;
-  response.errorIndex = reply->errindex;
-  for (auto* v = reply->variables; v; v = v->next_variable) {
-    response.varBinds.push_back(toVarBind(v));
-  }
-  snmp_free_pdu(reply);
-  return response;
-}
-
-Response InProcessAgent::walkWith(const Oid& root, long maxRepetitions,
-                                  const std::string& context) {
+Response InProcessAgent::walk(const Oid& root) {
   Response walked;
   Oid next = root;
   for (;;) {
-    Response step =
-        maxRepetitions ? getBulk({next}, 0, maxRepetitions, context) : getNext({next}, context);
+    Response step = getNext({next});
     if (step.errorStatus != SNMP_ERR_NOERROR) {
       walked.errorStatus = step.errorStatus;
       walked.errorIndex = step.errorIndex;
@@ -222,6 +133,30 @@ Response InProcessAgent::walkWith(const Oid& root, long maxRepetitions,
       walked.varBinds.push_back(std::move(vb));
     }
   }
+}
+
+void InProcessAgent::runEventLoopOnce() {
+  agent_check_and_process(0);
+}
+
+Response InProcessAgent::request(int command, const std::vector<Oid>& names) {
+  netsnmp_pdu* pdu = snmp_pdu_create(command);
+  for (const auto& name : names) snmp_add_null_var(pdu, name.data(), name.size());
+  netsnmp_pdu* reply = nullptr;
+  const int status = snmp_synch_response(session_, pdu, &reply);
+  if (status != STAT_SUCCESS || !reply) {
+    if (reply) snmp_free_pdu(reply);
+    throw std::runtime_error(std::string("internal SNMP request failed: ") +
+                             snmp_api_errstring(snmp_errno));
+  }
+  Response response;
+  response.errorStatus = reply->errstat;
+  response.errorIndex = reply->errindex;
+  for (auto* v = reply->variables; v; v = v->next_variable) {
+    response.varBinds.push_back(toVarBind(v));
+  }
+  snmp_free_pdu(reply);
+  return response;
 }
 
 }  // namespace FhrpTest

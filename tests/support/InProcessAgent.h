@@ -1,11 +1,11 @@
 #pragma once
 // A net-snmp master agent inside the test process, for module tests that must go through
-// net-snmp's real request processing (registrations, helpers, VACM, GETBULK expansion).
+// net-snmp's real request processing (registrations, helpers, VACM).
 //
 // Requests are real PDUs sent with snmp_synch_response through an internal-query session
 // (net-snmp's callback transport): synchronous, on the test's thread, no network. Each
-// request carries its varbinds in the order given, so multi-varbind GET/GETNEXT/SET and
-// GETBULK with non-repeaters are exercised as a manager would send them.
+// request carries its varbinds in the order given, so multi-varbind GET and GETNEXT are
+// exercised as a manager would send them.
 //
 // The agent listens on no port, reads no configuration from the machine (configuration,
 // persistent and MIB directories are a private temporary directory, MIBS is empty), runs
@@ -31,13 +31,6 @@ struct VarBind {
   u_char type = ASN_NULL;
   long integer = 0;                 // INTEGER, Unsigned32, Gauge32, Counter32, TimeTicks
   std::vector<u_char> octets = {};  // OCTET STRING, IpAddress, Opaque
-  Oid objid = {};                   // OBJECT IDENTIFIER
-
-  std::string text() const { return std::string(octets.begin(), octets.end()); }
-  // noSuchObject, noSuchInstance or endOfMibView.
-  bool isException() const {
-    return type == SNMP_NOSUCHOBJECT || type == SNMP_NOSUCHINSTANCE || type == SNMP_ENDOFMIBVIEW;
-  }
 };
 
 struct Response {
@@ -53,20 +46,13 @@ class InProcessAgent {
   // Initialises net-snmp's agent in this process on first use.
   static InProcessAgent& instance();
 
-  Response get(const std::vector<Oid>& names, const std::string& context = {});
-  Response getNext(const std::vector<Oid>& names, const std::string& context = {});
-  Response getBulk(const std::vector<Oid>& names, long nonRepeaters, long maxRepetitions,
-                   const std::string& context = {});
+  Response get(const std::vector<Oid>& names);
+  Response getNext(const std::vector<Oid>& names);
 
-  // The varbinds under root, by GETNEXT (walk) or GETBULK (bulkWalk) requests, as a
-  // manager's walk collects them: up to the first name outside root or endOfMibView.
-  // A request that fails ends the walk with its error status and index.
-  Response walk(const Oid& root, const std::string& context = {});
-  Response bulkWalk(const Oid& root, long maxRepetitions, const std::string& context = {});
-
-  // Integer-like types take value; other types use the VarBind form.
-  Response set(const Oid& name, u_char type, long value, const std::string& context = {});
-  Response set(const std::vector<VarBind>& varBinds, const std::string& context = {});
+  // The varbinds under root, by GETNEXT requests, as a manager's walk collects them: up to the
+  // first name outside root or endOfMibView. A request that fails ends the walk with its error
+  // status and index.
+  Response walk(const Oid& root);
 
   // One non-blocking pass of the agent's event loop (agent_check_and_process(0)): runs
   // due alarms.
@@ -78,10 +64,7 @@ class InProcessAgent {
   InProcessAgent(const InProcessAgent&) = delete;
   InProcessAgent& operator=(const InProcessAgent&) = delete;
 
-  Response request(int command, const std::vector<Oid>& names, long nonRepeaters,
-                   long maxRepetitions, const std::string& context);
-  Response exchange(netsnmp_pdu* pdu, const std::string& context);
-  Response walkWith(const Oid& root, long maxRepetitions, const std::string& context);
+  Response request(int command, const std::vector<Oid>& names);
 
   std::string directory_;
   netsnmp_session* session_ = nullptr;
