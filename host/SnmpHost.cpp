@@ -14,6 +14,8 @@
 #include <net-snmp/library/large_fd_set.h>
 
 #include "kiv/Exception.h"
+#include "platform/Snmp/AgentxMaster.h"
+#include "platform/Snmp/TrapManager.h"
 
 namespace Host {
 namespace {
@@ -97,6 +99,9 @@ void SnmpHost::configure() {
     netsnmp_ds_set_boolean(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_ROLE, 1);
     netsnmp_ds_set_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_X_SOCKET,
                           options_.agentxSocket.c_str());
+    // Notifications go to the master only as fast as it answers them (see AgentxMaster.h).
+    Snmp::AgentxMaster::follow();
+    Snmp::TrapManager::instance().receiverRoomIs(Snmp::AgentxMaster::room);
   } else {
     netsnmp_ds_set_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_PORTS,
                           options_.listen.c_str());

@@ -1,6 +1,8 @@
 #include "platform/Snmp/TrapManager.h"
 
+#include <algorithm>
 #include <exception>
+#include <limits>
 #include <memory>
 
 #include "kiv/Assert.h"
@@ -32,6 +34,10 @@ void sendV2Trap(netsnmp_variable_list* vars) {
   send_v2trap(vars);
 }
 
+size_t unlimitedRoom() {
+  return std::numeric_limits<size_t>::max();
+}
+
 }  // namespace
 
 TrapManager& TrapManager::instance() {
@@ -39,7 +45,7 @@ TrapManager& TrapManager::instance() {
   return manager;
 }
 
-TrapManager::TrapManager() : sender_(sendV2Trap) {}
+TrapManager::TrapManager() : sender_(sendV2Trap), room_(unlimitedRoom) {}
 
 TrapManager::~TrapManager() {
   if (alarm_) snmp_alarm_unregister(alarm_);
@@ -54,19 +60,31 @@ void TrapManager::enqueueTrap(netsnmp_variable_list* vars) {
           oidToString(vars->name, vars->name_length));
   if (queue_.size() >= capacity_) dropOldest();
   queue_.push_back(vars);
-  scheduleFlush();
+  runDeepest_ = std::max(runDeepest_, queue_.size());
+  // A paced run has its next turn scheduled already; otherwise the first turn is due at once.
+  schedule(std::chrono::microseconds(1));
+}
+
+size_t TrapManager::sendTurn() {
+  if (queue_.empty()) return 0;
+  if (!pacing_) {
+    runStart_ = std::chrono::steady_clock::now();
+    runSent_ = 0;
+  }
+  const size_t n = std::min({burst_, room_(), queue_.size()});
+  for (size_t i = 0; i < n; ++i) sendOldest();
+  if (!queue_.empty() && !pacing_) {
+    pacing_ = true;
+    snmp_log(LOG_INFO, "fhrp-snmp: %zu notifications queued; sending at most %zu every %ld us\n",
+             queue_.size() + n, burst_, static_cast<long>(interval_.count()));
+  }
+  if (queue_.empty()) logDrained();
+  return n;
 }
 
 void TrapManager::flush() {
-  // Only what is queued now: a sender that raises more notifications must not keep this
-  // loop going; those wait for the next alarm.
-  for (size_t n = queue_.size(); n > 0 && !queue_.empty(); --n) {
-    OwnedVars vars(queue_.front());
-    queue_.pop_front();
-    KIV_TRACE(trace(), 4,
-              "sending notification " << trapName(vars.get()) << ", " << pending() << " queued");
-    sender_(vars.get());
-  }
+  for (size_t n = queue_.size(); n > 0 && !queue_.empty(); --n) sendOldest();
+  if (queue_.empty()) logDrained();
 }
 
 void TrapManager::capacityIs(size_t capacity) {
@@ -75,40 +93,80 @@ void TrapManager::capacityIs(size_t capacity) {
   while (queue_.size() > capacity_) dropOldest();
 }
 
+void TrapManager::pacingIs(size_t burst, std::chrono::microseconds interval) {
+  KIV_ASSERT(burst >= 1 && interval.count() >= 1, "pacing needs a burst and an interval");
+  burst_ = burst;
+  interval_ = interval;
+}
+
 void TrapManager::senderIs(Sender sender) {
   sender_ = sender ? std::move(sender) : Sender(sendV2Trap);
 }
 
-void TrapManager::scheduleFlush() {
+void TrapManager::receiverRoomIs(Room room) {
+  room_ = room ? std::move(room) : Room(unlimitedRoom);
+}
+
+void TrapManager::schedule(std::chrono::microseconds delay) {
   if (alarm_) return;
-  // A zero delay is 1 us in net-snmp: due on the event loop's next pass.
-  alarm_ = snmp_alarm_register(0, 0, &TrapManager::onAlarm, this);
+  timeval when{};
+  when.tv_sec = static_cast<time_t>(delay.count() / 1000000);
+  when.tv_usec = static_cast<suseconds_t>(delay.count() % 1000000);
+  alarm_ = snmp_alarm_register_hr(when, 0, &TrapManager::onAlarm, this);
   KIV_ASSERT(alarm_ != 0, "cannot register the notification alarm");
 }
 
 void TrapManager::onAlarm(unsigned int, void* self) {
   auto* manager = static_cast<TrapManager*>(self);
-  // A one-shot alarm is gone once this returns; a notification queued from here on
-  // needs a new one.
+  // A one-shot alarm is gone once this returns; the next turn needs a new one.
   manager->alarm_ = 0;
   try {
-    manager->flush();
+    manager->sendTurn();
   } catch (const std::exception& e) {
     // Nothing may unwind into net-snmp's C frames.
     KIV_TRACE(trace(), 0, "sending a notification failed: " << e.what());
   } catch (...) {
     KIV_TRACE(trace(), 0, "sending a notification failed");
   }
-  if (manager->pending()) manager->scheduleFlush();
+  if (manager->pending()) manager->schedule(manager->interval_);
+}
+
+void TrapManager::sendOldest() {
+  OwnedVars vars(queue_.front());
+  queue_.pop_front();
+  ++runSent_;
+  KIV_TRACE(trace(), 4,
+            "sending notification " << trapName(vars.get()) << ", " << pending() << " queued");
+  sender_(vars.get());
 }
 
 void TrapManager::dropOldest() {
   OwnedVars oldest(queue_.front());
   queue_.pop_front();
   ++dropped_;
+  if (runDropped_++ == 0) {
+    snmp_log(LOG_WARNING, "fhrp-snmp: notification queue full (%zu): dropping the oldest\n",
+             capacity_);
+  }
   KIV_TRACE(trace(), 0,
             "notification queue full (" << capacity_ << "): dropped " << trapName(oldest.get())
                                         << ", " << dropped_ << " dropped so far");
+}
+
+// The end of a run that had to wait or lost notifications is worth a line; a notification
+// that went out on its first turn is not.
+void TrapManager::logDrained() {
+  if (pacing_ || runDropped_) {
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - runStart_;
+    snmp_log(LOG_INFO,
+             "fhrp-snmp: notification queue drained: %zu sent in %.1f s, at most %zu queued, "
+             "%zu dropped (%zu since start)\n",
+             runSent_, took.count(), runDeepest_, runDropped_, dropped_);
+  }
+  pacing_ = false;
+  runSent_ = 0;
+  runDropped_ = 0;
+  runDeepest_ = 0;
 }
 
 }  // namespace Snmp
