@@ -7,9 +7,12 @@
 #include <vector>
 
 #include "kiv/Trace.h"
+#include "platform/Snmp/AgentxMaster.h"
 #include "platform/Snmp/Oid.h"
 #include "platform/Snmp/TrapManager.h"
 #include "tests/support/InProcessAgent.h"
+
+#include <net-snmp/agent/agent_callbacks.h>
 
 namespace {
 
@@ -110,6 +113,32 @@ TEST_F(TrapManagerTest, ATurnSendsAtMostItsBurstAndWhatTheReceiverHasRoomFor) {
   manager.flush();
   EXPECT_EQ(sent, range(1, 16));
   EXPECT_EQ(manager.pending(), 1u);
+}
+
+TEST(AgentxMasterTest, RoomIsTheWindowLessTheNotifiesTheMasterHasNotAnswered) {
+  using Snmp::AgentxMaster::kWindow;
+  Snmp::AgentxMaster::follow();
+  EXPECT_EQ(Snmp::AgentxMaster::room(), 0u) << "no master yet";
+  netsnmp_session master{};
+  snmp_call_callbacks(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_START, &master);
+  EXPECT_EQ(Snmp::AgentxMaster::room(), kWindow) << "nothing sent yet";
+
+  netsnmp_trap_stats stats{};
+  master.trap_stats = &stats;
+  struct Case {
+    u_long sent, acked, timedOut, failed;
+    size_t room;
+  };
+  for (const Case& c : {Case{3, 3, 0, 0, kWindow}, Case{7, 2, 0, 0, kWindow - 5},
+                        Case{kWindow + 4, 1, 2, 1, 0}, Case{20, 5, 4, 2, 1}}) {
+    stats.sent_count = c.sent;
+    stats.ack_count = c.acked;
+    stats.timeouts = c.timedOut;
+    stats.sent_fail_count = c.failed;
+    EXPECT_EQ(Snmp::AgentxMaster::room(), c.room) << c.sent << " sent";
+  }
+  snmp_call_callbacks(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_STOP, &master);
+  EXPECT_EQ(Snmp::AgentxMaster::room(), 0u) << "the master went away";
 }
 
 TEST_F(TrapManagerTest, AFullQueueDropsAndCountsTheOldest) {
