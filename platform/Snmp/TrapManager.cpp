@@ -118,8 +118,6 @@ void TrapManager::schedule(std::chrono::microseconds delay) {
 
 void TrapManager::onAlarm(unsigned int, void* self) {
   auto* manager = static_cast<TrapManager*>(self);
-  // A one-shot alarm is gone once this returns; the next turn needs a new one.
-  manager->alarm_ = 0;
   try {
     manager->sendTurn();
   } catch (const std::exception& e) {
@@ -128,6 +126,9 @@ void TrapManager::onAlarm(unsigned int, void* self) {
   } catch (...) {
     KIV_TRACE(trace(), 0, "sending a notification failed");
   }
+  // A one-shot alarm is gone once this returns; the next turn needs a new one. Until here a
+  // notification the turn raised found this alarm pending, so it waits the interval too.
+  manager->alarm_ = 0;
   if (manager->pending()) manager->schedule(manager->interval_);
 }
 
