@@ -1,9 +1,12 @@
 #include "platform/Snmp/TrapManager.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <exception>
 #include <limits>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "kiv/Assert.h"
 #include "kiv/Trace.h"
@@ -30,6 +33,70 @@ Kiv::String8 trapName(const netsnmp_variable_list* vars) {
   return oidToString(vars->val.objid, vars->val_len / sizeof(oid));
 }
 
+// A queued notification is kept packed in one string: as net-snmp varbind lists (each varbind
+// carries a buffer for a 128-subidentifier name) a full queue of ten thousand would take over
+// 20 MB; packed, under 1 MB. Per varbind: the type, the name's length, the name, the value's
+// length, the value. Numbers take seven bits a byte, as BER writes sub-identifiers: most of
+// a name's sub-identifiers then take one byte.
+void put(std::string& out, uint64_t n) {
+  for (; n >= 0x80; n >>= 7) out.push_back(static_cast<char>(0x80 | (n & 0x7f)));
+  out.push_back(static_cast<char>(n));
+}
+
+uint64_t take(const char*& in) {
+  uint64_t n = 0;
+  for (int shift = 0;; shift += 7) {
+    const auto byte = static_cast<uint8_t>(*in++);
+    n |= static_cast<uint64_t>(byte & 0x7f) << shift;
+    if (byte < 0x80) return n;
+  }
+}
+
+void putOid(std::string& out, const oid* name, size_t length) {
+  put(out, length);
+  for (size_t i = 0; i < length; ++i) put(out, name[i]);
+}
+
+std::vector<oid> takeOid(const char*& in) {
+  std::vector<oid> name(take(in));
+  for (auto& sub : name) sub = take(in);
+  return name;
+}
+
+std::string pack(const netsnmp_variable_list* vars) {
+  std::string out;
+  for (auto* v = vars; v; v = v->next_variable) {
+    put(out, v->type);
+    putOid(out, v->name, v->name_length);
+    if (v->type == ASN_OBJECT_ID) {
+      putOid(out, v->val.objid, v->val_len / sizeof(oid));
+    } else {
+      put(out, v->val_len);
+      out.append(reinterpret_cast<const char*>(v->val.string), v->val_len);
+    }
+  }
+  out.shrink_to_fit();
+  return out;
+}
+
+netsnmp_variable_list* unpack(const std::string& packed) {
+  netsnmp_variable_list* vars = nullptr;
+  for (const char* in = packed.data(); in < packed.data() + packed.size();) {
+    const auto type = static_cast<u_char>(take(in));
+    const std::vector<oid> name = takeOid(in);
+    if (type == ASN_OBJECT_ID) {
+      const std::vector<oid> value = takeOid(in);
+      snmp_varlist_add_variable(&vars, name.data(), name.size(), type, value.data(),
+                                value.size() * sizeof(oid));
+    } else {
+      const size_t length = take(in);
+      snmp_varlist_add_variable(&vars, name.data(), name.size(), type, in, length);
+      in += length;
+    }
+  }
+  return vars;
+}
+
 void sendV2Trap(netsnmp_variable_list* vars) {
   send_v2trap(vars);
 }
@@ -49,7 +116,6 @@ TrapManager::TrapManager() : sender_(sendV2Trap), room_(unlimitedRoom) {}
 
 TrapManager::~TrapManager() {
   if (alarm_) snmp_alarm_unregister(alarm_);
-  for (auto* vars : queue_) snmp_free_varbind(vars);
 }
 
 void TrapManager::enqueueTrap(netsnmp_variable_list* vars) {
@@ -58,8 +124,9 @@ void TrapManager::enqueueTrap(netsnmp_variable_list* vars) {
       snmp_oid_compare(vars->name, vars->name_length, kSnmpTrapOid, OID_LENGTH(kSnmpTrapOid)) == 0,
       "a notification's varbind list must start with snmpTrapOID.0, not " +
           oidToString(vars->name, vars->name_length));
+  OwnedVars owned(vars);
   if (queue_.size() >= capacity_) dropOldest();
-  queue_.push_back(vars);
+  queue_.push_back(pack(vars));
   runDeepest_ = std::max(runDeepest_, queue_.size());
   // A paced run has its next turn scheduled already; otherwise the first turn is due at once.
   schedule(std::chrono::microseconds(1));
@@ -133,7 +200,7 @@ void TrapManager::onAlarm(unsigned int, void* self) {
 }
 
 void TrapManager::sendOldest() {
-  OwnedVars vars(queue_.front());
+  OwnedVars vars(unpack(queue_.front()));
   queue_.pop_front();
   ++runSent_;
   KIV_TRACE(trace(), 4,
@@ -142,7 +209,7 @@ void TrapManager::sendOldest() {
 }
 
 void TrapManager::dropOldest() {
-  OwnedVars oldest(queue_.front());
+  OwnedVars oldest(unpack(queue_.front()));
   queue_.pop_front();
   ++dropped_;
   if (runDropped_++ == 0) {

@@ -25,6 +25,7 @@
 #include <cstddef>
 #include <deque>
 #include <functional>
+#include <string>
 
 #include "platform/Snmp/NetSnmp.h"
 
@@ -43,7 +44,7 @@ class TrapManager {
   using Room = std::function<size_t()>;
 
   // The process's manager, created on first use and destroyed at exit (queued
-  // notifications are then freed unsent).
+  // notifications are then dropped unsent).
   static TrapManager& instance();
 
   TrapManager();
@@ -52,8 +53,8 @@ class TrapManager {
   TrapManager& operator=(const TrapManager&) = delete;
 
   // Takes ownership of vars, a list that starts with snmpTrapOID.0 (send_v2trap adds
-  // sysUpTime.0 itself). Sent later from the event loop, or dropped when the queue
-  // overflows; freed with snmp_free_varbind either way. A null list is ignored.
+  // sysUpTime.0 itself). Queued as a copy and freed with snmp_free_varbind at once; sent
+  // later from the event loop, or dropped when the queue overflows. A null list is ignored.
   void enqueueTrap(netsnmp_variable_list* vars);
 
   // One paced turn, what the alarm runs: sends the oldest notifications, at most burst()
@@ -93,7 +94,7 @@ class TrapManager {
   void dropOldest();
   void logDrained();
 
-  std::deque<netsnmp_variable_list*> queue_;
+  std::deque<std::string> queue_;  // packed varbind lists, oldest first
   size_t capacity_ = kDefaultCapacity;
   size_t dropped_ = 0;
   size_t burst_ = kDefaultBurst;

@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstring>
 #include <limits>
 #include <optional>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 #include "kiv/Trace.h"
@@ -80,6 +82,43 @@ TEST_F(TrapManagerTest, TheAgentsEventLoopSendsTheQueueInOrder) {
   enqueue(4, 8);
   runAgentUntilSent();
   EXPECT_EQ(sent, range(1, 8));
+}
+
+TEST_F(TrapManagerTest, TheSenderGetsTheListAsQueuedWhateverItsTypes) {
+  // The queue keeps lists packed; every type must come back as it went in.
+  const long negative = -5;
+  const std::string text(200, 'x');
+  const u_char address[] = {192, 0, 2, 1};
+  const counter64 big{0xffffffff, 7};
+  const oid longOid[] = {1, 3, 6, 1, 4, 1, 4294967295u, 128, 16384, 0};
+  netsnmp_variable_list* vars = makeTrap(1);
+  snmp_varlist_add_variable(&vars, longOid, OID_LENGTH(longOid), ASN_INTEGER, &negative,
+                            sizeof negative);
+  snmp_varlist_add_variable(&vars, kTrapBase, OID_LENGTH(kTrapBase), ASN_OCTET_STR, text.data(),
+                            text.size());
+  snmp_varlist_add_variable(&vars, kTrapBase, OID_LENGTH(kTrapBase), ASN_OCTET_STR, "", 0);
+  snmp_varlist_add_variable(&vars, kTrapBase, OID_LENGTH(kTrapBase), ASN_IPADDRESS, address,
+                            sizeof address);
+  snmp_varlist_add_variable(&vars, kTrapBase, OID_LENGTH(kTrapBase), ASN_COUNTER64, &big,
+                            sizeof big);
+  snmp_varlist_add_variable(&vars, kTrapBase, OID_LENGTH(kTrapBase), ASN_OBJECT_ID, longOid,
+                            sizeof longOid);
+  netsnmp_variable_list* expected = snmp_clone_varbind(vars);
+  size_t compared = 0;
+  manager.senderIs([&](netsnmp_variable_list* got) {
+    const netsnmp_variable_list* want = expected;
+    for (; got && want; got = got->next_variable, want = want->next_variable, ++compared) {
+      EXPECT_EQ(snmp_oid_compare(got->name, got->name_length, want->name, want->name_length), 0);
+      EXPECT_EQ(got->type, want->type);
+      ASSERT_EQ(got->val_len, want->val_len) << "varbind " << compared;
+      EXPECT_EQ(std::memcmp(got->val.string, want->val.string, want->val_len), 0);
+    }
+    EXPECT_EQ(got, want) << "as many varbinds";
+  });
+  manager.enqueueTrap(vars);
+  manager.flush();
+  EXPECT_EQ(compared, 8u);
+  snmp_free_varbind(expected);
 }
 
 TEST_F(TrapManagerTest, ATurnSendsAtMostItsBurstAndWhatTheReceiverHasRoomFor) {
