@@ -5,7 +5,7 @@
 // at once and with a blocking write on the Unix stream socket; the master answers each with
 // a Response. Neither side reads while it is blocked writing, so a subagent that writes
 // hundreds of Notifies without reading the Responses fills both socket buffers, and the two
-// processes then wait on each other for good (with Debian's snmpd from about 700 in one go;
+// processes then wait on each other for good (with Debian's snmpd at 768 in one go, not 512;
 // the machine's whole agent stops answering).
 //
 // net-snmp offers no safe non-blocking send for this: its Unix stream transport calls
@@ -14,8 +14,8 @@
 // answers: send_trap_to_sess sends a Notify as a request (snmp_async_send) and counts it in
 // the session's trap_stats, and its response handler counts each Response, timeout or
 // failure there. Sending only while fewer than a window of Notifies are unanswered keeps
-// what either side has to write far below what the socket buffers hold, so neither write
-// ever blocks.
+// what either side has to write far below what the socket buffers hold, so neither side's
+// writes wait on the other's reads. The queue's pacing (TrapManager.h) comes on top.
 //
 // The session itself comes from net-snmp's INDEX_START callback, which the subagent calls
 // each time it (re)connects, and goes with INDEX_STOP when the master goes away.
