@@ -4,17 +4,19 @@
 
 PACKAGES := build-essential cmake ninja-build pkg-config libsnmp-dev snmp snmpd snmptrapd \
             libgtest-dev libgmock-dev googletest libbenchmark-dev clang libclang-rt-14-dev \
-            clang-format python3-pytest python3-pysnmp4
+            clang-format python3-pytest python3-pysnmp4 libsystemd-dev debhelper lintian \
+            systemd man-db libsimdjson-dev frr iproute2 libmnl-dev
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 
-.PHONY: all deps build asan test fuzz format format-check clean demo bench
+.PHONY: all deps build asan test fuzz format format-check clean demo bench package
 
 all: build
 
 # Installs only the packages dpkg does not report as installed; apt-get update runs only then.
-# When the machine has neither systemd nor a policy-rc.d (a bare container), invoke-rc.d would
-# run snmpd's init script during the install and fail it if that agent cannot start; a
-# temporary policy-rc.d keeps services from starting there. The tests never use a system snmpd.
+# Packages install with a temporary policy-rc.d (unless the machine has one) so that none of
+# their services start: in a bare container invoke-rc.d would run snmpd's init script and fail
+# the install if that agent cannot start, and FRR's daemons must never run as a system service
+# here. The tests never use a system snmpd or FRR; they start their own.
 deps:
 	@missing=""; \
 	for p in $(PACKAGES); do \
@@ -29,7 +31,7 @@ deps:
 	echo "== deps: installing$$missing"; \
 	export DEBIAN_FRONTEND=noninteractive; \
 	policy=""; \
-	if [ ! -d /run/systemd/system ] && [ ! -e /usr/sbin/policy-rc.d ]; then \
+	if [ ! -e /usr/sbin/policy-rc.d ]; then \
 	  policy=/usr/sbin/policy-rc.d; \
 	  printf '#!/bin/sh\nexit 101\n' > $$policy && chmod 755 $$policy; \
 	  trap 'rm -f '"$$policy" EXIT; \
@@ -88,7 +90,12 @@ format-check:
 	$(SOURCES) | xargs -0 -r clang-format --dry-run --Werror
 
 clean:
-	rm -rf build build-asan build-bench build-fuzz
+	rm -rf build build-asan build-bench build-fuzz dist
+
+# The Debian package fhrp-snmp (version from CMakeLists.txt) into dist/, checked by lintian;
+# see scripts/package.sh. scripts/package-check.sh installs, tries and purges it (CI does).
+package: deps
+	scripts/package.sh
 
 # Builds the daemon and runs it on examples/lab.json with a local trap receiver.
 demo: deps

@@ -51,38 +51,37 @@ void setVrrpMibSm(Kiv::Entity& e, const Kiv::AttrValue& v) {
 }  // namespace
 
 void kivInitFhrpSnmp() {
-  registerOnce(
-      {"FhrpSnmp::VrrpMib",
-       [](const Kiv::Name& name, const Kiv::Ptr<Kiv::Directory>&) -> Kiv::Ptr<Kiv::Entity> {
-         return vrrpMibFactory(name);
-       },
-       {}});
+  registerOnce({.name = "FhrpSnmp::VrrpMib",
+                .newEntity = [](const Kiv::Name& name, const Kiv::Ptr<Kiv::Directory>&)
+                    -> Kiv::Ptr<Kiv::Entity> { return vrrpMibFactory(name); },
+                .attributes = {}});
 }
 
 void kivInitFhrpSnmpAgent() {
   Kiv::AttributeInfo vrrpMib{
-      "vrrpMib", Agent::vrrpMibId,
-      [](const Kiv::Entity& e) -> Kiv::AttrValue {
+      .name = "vrrpMib",
+      .id = Agent::vrrpMibId,
+      .get = [](const Kiv::Entity& e) -> Kiv::AttrValue {
         return Kiv::Ptr<Kiv::PtrInterface>(agentOf(e).vrrpMib());
       },
-      [](Kiv::Entity& e, const Kiv::AttrValue& v) {
-        agentOf(e).vrrpMibIs(Kiv::attrPtr<VrrpMib>(v, "FhrpSnmp::Agent::vrrpMib"));
-      }};
-  Kiv::AttributeInfo vrrpMibSm{"vrrpMibSm", Agent::vrrpMibSmId,
-                               [](const Kiv::Entity& e) -> Kiv::AttrValue {
+      .set =
+          [](Kiv::Entity& e, const Kiv::AttrValue& v) {
+            agentOf(e).vrrpMibIs(Kiv::attrPtr<VrrpMib>(v, "FhrpSnmp::Agent::vrrpMib"));
+          }};
+  Kiv::AttributeInfo vrrpMibSm{.name = "vrrpMibSm",
+                               .id = Agent::vrrpMibSmId,
+                               .get = [](const Kiv::Entity& e) -> Kiv::AttrValue {
                                  return Kiv::Ptr<Kiv::PtrInterface>(agentOf(e).vrrpMibSm());
                                },
-                               setVrrpMibSm};
-  registerOnce(
-      {"FhrpSnmp::Agent",
-       [](const Kiv::Name& name, const Kiv::Ptr<Kiv::Directory>&) -> Kiv::Ptr<Kiv::Entity> {
-         return agentFactory(name);
-       },
-       {vrrpMib, vrrpMibSm}});
+                               .set = setVrrpMibSm};
+  registerOnce({.name = "FhrpSnmp::Agent",
+                .newEntity = [](const Kiv::Name& name, const Kiv::Ptr<Kiv::Directory>&)
+                    -> Kiv::Ptr<Kiv::Entity> { return agentFactory(name); },
+                .attributes = {vrrpMib, vrrpMibSm}});
 }
 
 void kivInitFhrpSnmpEntry() {
-  registerOnce({"FhrpSnmp::VrrpMibSm", nullptr, {}});
+  registerOnce({.name = "FhrpSnmp::VrrpMibSm", .newEntity = nullptr, .attributes = {}});
 }
 
 }  // namespace FhrpSnmp

@@ -231,13 +231,8 @@ void VrrpMibEntrySm::physicalIpAddrIs(const Lirex::IpAddr& addr) {
 
 void VrrpMibEntrySm::handleIpAddr() {
   KIV_TRACE(entryTrace(), 8, "void FhrpSnmp::VrrpMibEntrySm::handleIpAddr()");
-  const StatusPtr record = vrStatus();
+  // Rows of addresses that left the record go with the per-address notification.
   for (const Lirex::IpAddr& addr : keysOf(status().ipAddrs())) handleIpAddr(addr);
-  // An address can leave without a notification of its own (the whole set cleared,
-  // or the record replaced); its row goes here.
-  for (const Lirex::IpAddr& addr : keysOf(assoIpAddrEntry_)) {
-    if (!record->ipAddrs().contains(addr)) handleIpAddr(addr);
-  }
 }
 
 void VrrpMibEntrySm::handleIpAddr(const Lirex::IpAddr& addr) {

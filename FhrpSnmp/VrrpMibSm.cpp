@@ -263,12 +263,7 @@ void VrrpMibSm::ipIntfStatusResync() {
   if (!root) return;
   resync(
       ipIntfStatus_, root->ipIntfStatus(), [this](const auto& r) { ipIntfStatusIs(r); },
-      [this](const IntfId& k) {
-        // It left without a notification of its own (the whole set cleared): its
-        // machines lose the address as they would through that notification.
-        handleIpStatus(k);
-        ipIntfStatusDel(k);
-      });
+      [this](const IntfId& k) { ipIntfStatusDel(k); });
 }
 
 // --- handlers

@@ -108,13 +108,8 @@ void VrIntfReactor<Record, Traits>::handleVr() {
   if (!initialized_ || !this->live()) return;
   const auto record = this->notifier();
   if (!record) return;
+  // Machines of routers that left the record go with the per-router notification.
   for (Routing::Fhrp::VrId vrId : keysOf(Traits::members(*record))) handleVr(vrId);
-  // A virtual router can leave without a notification of its own (the whole set
-  // cleared, or the record replaced); its machine goes here.
-  if (!this->live()) return;
-  for (Routing::Fhrp::VrId vrId : this->vrrpMibSm()->vrIdsOf(record->intfId())) {
-    if (!Traits::members(*record).contains(vrId)) handleVr(vrId);
-  }
 }
 
 template class VrIntfReactor<Routing::Fhrp::VrrpIntfConfig, VrIntfConfigTraits>;

@@ -25,6 +25,12 @@ void stateDocument(std::string_view input);
 // agent with the VRRP-MIB module registered over a model with rows.
 void snmpRequest(std::string_view input);
 
+// The bytes vrrpd's vty socket sends, split into two reads where the first byte says: framed,
+// read as `show vrrp json` and as the YANG configuration, mapped onto a snapshot with every
+// parent interface known and published into a mirrored state, where each VRRPv2 router that
+// vrrpd reported must have its row.
+void vrrpdReply(std::string_view input);
+
 inline std::string_view asText(const std::uint8_t* data, std::size_t size) {
   return {reinterpret_cast<const char*>(data), size};
 }

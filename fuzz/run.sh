@@ -13,7 +13,7 @@ set -uo pipefail
 cd "$(dirname "$0")/.."
 
 seconds=${FUZZ_SECONDS:-60}
-all_targets=(fuzz_keys fuzz_state_document fuzz_snmp_request)
+all_targets=(fuzz_keys fuzz_state_document fuzz_snmp_request fuzz_vrrpd_reply)
 targets=("$@")
 [ ${#targets[@]} -eq 0 ] && targets=("${all_targets[@]}")
 
@@ -24,6 +24,7 @@ max_len() {
     fuzz_keys) echo 512 ;;
     fuzz_state_document) echo 16384 ;;
     fuzz_snmp_request) echo 1500 ;;
+    fuzz_vrrpd_reply) echo 16384 ;;
     *) echo 4096 ;;
   esac
 }

@@ -6,14 +6,17 @@
 
 namespace Host {
 
+// Where FRR's daemons keep their vty sockets unless --frr-vty says otherwise.
+constexpr const char* kDefaultFrrVtyDirectory = "/var/run/frr";
+
 struct Options {
   Kiv::String8 stateFile;
+  Kiv::String8 frrVtyDirectory;  // non-empty (--frr): follow vrrpd and the kernel instead
   Kiv::String8 listen = "udp:127.0.0.1:1161";
   Kiv::String8 agentxSocket;          // non-empty: run as an AgentX subagent
   Kiv::String8 community = "public";  // also the community of --trap-sink notifications
   bool serveCommunity = true;         // false (--no-community): SNMPv3 users from --config only
   std::vector<Kiv::String8> trapSinks;
-  std::vector<Kiv::String8> contexts;
   bool notifications = true;
   Kiv::String8 configFile;
   Kiv::String8 trace;
@@ -23,7 +26,8 @@ struct Options {
   bool agentx() const { return !agentxSocket.empty(); }
 };
 
-// Parses argv; a usage error raises Kiv::RangeException with a one-line message.
+// Parses argv; a usage error raises Kiv::RangeException with a one-line message. A --trace spec
+// is checked and takes effect here.
 Options parseOptions(int argc, const char* const* argv);
 const char* usage();
 

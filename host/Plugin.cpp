@@ -1,8 +1,13 @@
 // The plug-in for a stock snmpd: `dlmod fhrpsnmp /path/to/fhrpsnmp.so` followed by
-// `fhrpStateFile FILE` in snmpd.conf. snmpd calls init_fhrpsnmp while it reads its
-// configuration; the state document is loaded once the whole configuration is read.
+// `fhrpStateFile FILE`, or by `fhrpFrr [DIR]` to follow FRR's vrrpd, in snmpd.conf. snmpd calls
+// init_fhrpsnmp while it reads its configuration; the module is registered and its source
+// followed once the whole configuration is read. The document may come later than snmpd (at
+// boot the VRRP software often starts after it) and may change its name when snmpd reloads its
+// configuration.
 #include <memory>
 
+#include "host/Log.h"
+#include "host/Options.h"
 #include "host/Service.h"
 #include "host/VrrpMibModule.h"
 #include "kiv/Exception.h"
@@ -11,9 +16,11 @@
 namespace {
 
 Kiv::String8 stateFile;
+Kiv::String8 frrVtyDirectory;
 // Lives until the process ends: snmpd keeps the handlers registered even after
 // deinit, and they must never find the model gone.
 std::unique_ptr<Host::Service> service;
+bool followingFrr = false;
 
 void parseStateFile(const char*, char* line) {
   stateFile = line ? line : "";
@@ -21,24 +28,69 @@ void parseStateFile(const char*, char* line) {
 void freeStateFile() {
   stateFile.clear();
 }
+void parseFrr(const char*, char* line) {
+  frrVtyDirectory = line && *line ? line : Host::kDefaultFrrVtyDirectory;
+}
+void freeFrr() {
+  frrVtyDirectory.clear();
+}
+
+// snmpd re-read its configuration: follow what it says now, where the source kind stays.
+void reconfigure() {
+  if (followingFrr) {
+    if (!stateFile.empty()) Host::logLine(LOG_ERR, "fhrpStateFile ignored: still following vrrpd");
+    service->reload();
+  } else if (stateFile.empty()) {
+    Host::logLine(LOG_ERR, "no fhrpStateFile line in snmpd.conf; still following " +
+                               service->path());
+  } else if (service->path() != stateFile) {
+    service->followIs(stateFile);
+  } else {
+    service->reload();
+  }
+}
 
 int start(int, int, void*, void*) {
-  if (service) return 0;
-  if (stateFile.empty()) {
-    snmp_log(LOG_ERR, "fhrp-snmp: no fhrpStateFile line in snmpd.conf; VRRP-MIB not served\n");
+  if (service) {
+    reconfigure();
     return 0;
   }
-  auto candidate = std::make_unique<Host::Service>(stateFile, true);
-  try {
-    candidate->start();
-  } catch (const Kiv::Exception& e) {
-    snmp_log(LOG_ERR, "fhrp-snmp: %s; VRRP-MIB not served\n", e.what());
+  if (!stateFile.empty() && !frrVtyDirectory.empty()) {
+    Host::logLine(LOG_ERR, "fhrpStateFile and fhrpFrr exclude each other; VRRP-MIB not served");
     return 0;
   }
-  service = std::move(candidate);
-  Host::registerVrrpMib({});
+  if (stateFile.empty() && frrVtyDirectory.empty()) {
+    Host::logLine(LOG_ERR, "no fhrpStateFile or fhrpFrr line in snmpd.conf; VRRP-MIB not served");
+    return 0;
+  }
+  if (!frrVtyDirectory.empty()) {
+    auto candidate = Host::Service::following(frrVtyDirectory, true);
+    try {
+      candidate->start();
+    } catch (const Kiv::Exception& e) {
+      Host::logLine(LOG_ERR, e.message() + "; VRRP-MIB not served");
+      return 0;
+    }
+    service = std::move(candidate);
+    followingFrr = true;
+    Host::registerVrrpMib();
+    Host::logLine(LOG_INFO, "serving VRRP-MIB from FRR's vrrpd at " + frrVtyDirectory);
+    return 0;
+  }
+  service = std::make_unique<Host::Service>(stateFile, true);
+  service->startEmpty();
+  Host::registerVrrpMib();
   service->watch();
-  snmp_log(LOG_INFO, "fhrp-snmp: serving VRRP-MIB from %s\n", stateFile.c_str());
+  Host::logLine(LOG_INFO, "serving VRRP-MIB from " + stateFile);
+  // The first read waits for snmpd's loop. snmpd reads its configuration as root and only then
+  // becomes its own user, who must read every later version of the document: a document only
+  // root can read is then refused from the start, not after its first change.
+  snmp_alarm_register_hr(
+      timeval{0, 1000}, 0,
+      [](unsigned int, void*) {
+        if (service) service->reload();
+      },
+      nullptr);
   return 0;
 }
 
@@ -47,12 +99,15 @@ int start(int, int, void*, void*) {
 extern "C" {
 
 void init_fhrpsnmp() {
+  Host::logPrefixIs("fhrp-snmp: ");
   register_config_handler("snmpd", "fhrpStateFile", parseStateFile, freeStateFile, "FILE");
+  register_config_handler("snmpd", "fhrpFrr", parseFrr, freeFrr, "[VTY-DIRECTORY]");
   snmp_register_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_POST_READ_CONFIG, start, nullptr);
 }
 
 void deinit_fhrpsnmp() {
   unregister_config_handler("snmpd", "fhrpStateFile");
+  unregister_config_handler("snmpd", "fhrpFrr");
   snmp_unregister_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_POST_READ_CONFIG, start, nullptr,
                            1);
 }

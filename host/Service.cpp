@@ -1,32 +1,60 @@
 #include "host/Service.h"
 
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <ctime>
 #include <sstream>
 
 #include "FhrpSnmp/TypeRegistration.h"
+#include "host/Log.h"
+#include "host/FrrFeed.h"
 #include "kiv/TypeRegistry.h"
+#include "platform/Snmp/Config.h"
 #include "platform/Snmp/NetSnmp.h"
 #include "platform/Snmp/SnmpUtil.h"
-#include "platform/Snmp/Config.h"
 
 namespace Host {
 namespace {
 constexpr const char* kModelPath = "snmp/vrrp/vrrpMIB";
+constexpr unsigned kRewatchSeconds = 5;
 
 Kiv::String8 text(const Zentra::PublishSummary& summary) {
   std::ostringstream os;
   os << summary;
   return os.str();
 }
+
+Kiv::String8 now() {
+  const std::time_t t = std::time(nullptr);
+  std::tm tm{};
+  gmtime_r(&t, &tm);
+  char buffer[32];
+  std::strftime(buffer, sizeof buffer, "%Y-%m-%d %H:%M:%S UTC", &tm);
+  return buffer;
+}
+
+bool missing(const Kiv::String8& path) {
+  struct stat st {};
+  return ::stat(path.c_str(), &st) != 0 && errno == ENOENT;
+}
+
 }  // namespace
 
 Service::Service(Kiv::String8 stateFile, bool notifications)
     : publisher_(tree_), file_(std::move(stateFile)), notifications_(notifications) {}
 
-Service::~Service() {
-  if (watcher_) unregister_readfd(watcher_->fd());
+std::unique_ptr<Service> Service::following(Kiv::String8 frrVtyDirectory, bool notifications) {
+  auto service = std::make_unique<Service>("", notifications);
+  service->frrVtyDirectory_ = std::move(frrVtyDirectory);
+  return service;
 }
 
-void Service::start() {
+Service::~Service() {
+  unwatch();
+}
+
+void Service::build() {
   FhrpSnmp::kivInitFhrpSnmp();
   FhrpSnmp::kivInitFhrpSnmpAgent();
   FhrpSnmp::kivInitFhrpSnmpEntry();
@@ -36,9 +64,6 @@ void Service::start() {
   auto config = SnmpUtil::getSnmpConfig();
   config->notificationConfigIs("vrrp")->notificationIs("vrrpTrapNewMaster");
   config->notificationsEnabledIs(notifications_);
-
-  Zentra::PublishSummary summary = publisher_.apply(file_.load(), file_.path());
-  snmp_log(LOG_INFO, "fhrp-snmp: loaded %s: %s\n", file_.path().c_str(), text(summary).c_str());
 
   model_ = Kiv::newEntity("FhrpSnmp::VrrpMib", "vrrpMIB");
   tree_.root()->bind(kModelPath, model_);
@@ -52,33 +77,107 @@ void Service::start() {
                                                tree_.allIntfStatus(), tree_.ipStatus(), model_});
 }
 
-void Service::watch() {
-  if (watcher_) return;
-  watcher_ = std::make_unique<Zentra::StateFileWatcher>(file_.path());
-  if (watcher_->watching()) {
-    register_readfd(
-        watcher_->fd(),
-        [](int, void* data) {
-          auto* self = static_cast<Service*>(data);
-          if (self->watcher_->handleEvents()) self->reload();
-        },
-        this);
-  } else {
-    snmp_log(LOG_WARNING, "fhrp-snmp: cannot watch %s; send SIGHUP after changing it\n",
-             file_.path().c_str());
+void Service::start() {
+  if (!frrVtyDirectory_.empty()) {
+    frr_ = std::make_unique<FrrFeed>(publisher_, frrVtyDirectory_);
+    build();
+    return;
   }
+  Zentra::PublishSummary summary = publisher_.apply(file_.load(), file_.path());
+  goodSince_ = now();
+  logLine(LOG_INFO, "loaded " + file_.path() + ": " + text(summary));
+  build();
+}
+
+void Service::startEmpty() {
+  build();
+}
+
+void Service::unwatch() {
+  if (watcher_) unregister_readfd(watcher_->fd());
+  watcher_.reset();
+  if (rewatchAlarm_) snmp_alarm_unregister(rewatchAlarm_);
+  rewatchAlarm_ = 0;
+}
+
+void Service::watch() {
+  if (watcher_ || frr_) return;
+  try {
+    watcher_ = std::make_unique<Zentra::StateFileWatcher>(file_.path());
+  } catch (const Zentra::StateFileError& e) {
+    if (!rewatchAlarm_) {
+      logLine(LOG_WARNING,
+              e.message() + "; looking again every " + std::to_string(kRewatchSeconds) + " s");
+      rewatchAlarm_ = snmp_alarm_register(
+          kRewatchSeconds, SA_REPEAT,
+          [](unsigned int, void* data) {
+            auto* self = static_cast<Service*>(data);
+            self->watch();
+            if (self->watcher_) self->reload();
+          },
+          this);
+    }
+    return;
+  }
+  if (rewatchAlarm_) snmp_alarm_unregister(rewatchAlarm_);
+  rewatchAlarm_ = 0;
+  register_readfd(
+      watcher_->fd(),
+      [](int, void* data) {
+        auto* self = static_cast<Service*>(data);
+        const bool changed = self->watcher_->handleEvents();
+        if (!self->watcher_->watching()) {
+          // The directory went away: look for it again, and say so once.
+          self->unwatch();
+          self->watch();
+        }
+        if (changed) self->reload();
+      },
+      this);
+}
+
+void Service::followIs(Kiv::String8 stateFile) {
+  unwatch();
+  file_ = Zentra::StateFile(std::move(stateFile));
+  logLine(LOG_INFO, "following " + file_.path());
+  good_ = true;
+  watch();
+  reload();
+}
+
+void Service::rejected(const Kiv::RangeException& error) {
+  const Kiv::String8 served = goodSince_.empty()
+                                  ? "serving no virtual routers until it is good"
+                                  : "still serving the last good state, applied " + goodSince_;
+  if (missing(file_.path())) {
+    // Said once: a document stays missing until it comes back.
+    if (good_) logLine(LOG_WARNING, file_.path() + " does not exist; " + served);
+  } else {
+    logLine(LOG_ERR, "rejected " + error.message() + "; " + served);
+  }
+  good_ = false;
 }
 
 bool Service::reload() {
+  if (frr_) {
+    frr_->refresh();
+    return true;
+  }
   try {
     Zentra::PublishSummary summary = publisher_.apply(file_.load(), file_.path());
-    if (!summary.unchanged()) {
-      snmp_log(LOG_INFO, "fhrp-snmp: applied %s: %s\n", file_.path().c_str(),
-               text(summary).c_str());
+    const bool first = goodSince_.empty();
+    goodSince_ = now();
+    if (first) {
+      logLine(LOG_INFO, "loaded " + file_.path() + ": " + text(summary));
+    } else if (!good_ || !summary.unchanged()) {
+      // After a rejected or missing document, the line that says it is good again.
+      logLine(LOG_INFO, "applied " + file_.path() + ": " + text(summary) +
+                            (good_ ? "" : "; the document is good again"));
     }
+    good_ = true;
     return true;
   } catch (const Kiv::RangeException& e) {
-    snmp_log(LOG_ERR, "fhrp-snmp: rejected %s; still serving the last good state\n", e.what());
+    rejected(e);
     return false;
   }
 }

@@ -1,5 +1,6 @@
 #include "host/SnmpHost.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -13,9 +14,18 @@
 #include <net-snmp/agent/net-snmp-agent-includes.h>
 #include <net-snmp/library/large_fd_set.h>
 
+#include "host/DaemonLog.h"
 #include "kiv/Exception.h"
 #include "platform/Snmp/AgentxMaster.h"
 #include "platform/Snmp/TrapManager.h"
+
+// net-snmp's own modules for the SNMPv2-MIB system group and the SNMP engine group
+// (libnetsnmpmibs; their headers are not installed).
+extern "C" {
+void init_system_mib();
+void init_sysORTable();
+void init_snmpEngine();
+}
 
 namespace Host {
 namespace {
@@ -29,6 +39,32 @@ Kiv::String8 persistentDir() {
   if (geteuid() == 0) return "/var/lib/fhrp-snmp";
   const char* tmp = std::getenv("TMPDIR");
   return Kiv::String8(tmp && *tmp ? tmp : "/tmp") + "/fhrp-snmpd-" + std::to_string(geteuid());
+}
+
+// Opens `address` as net-snmp would and closes it again: empty when it opened, else why not, in
+// the system's words (net-snmp itself only says that it could not).
+Kiv::String8 whyNotOpened(bool server, const char* application, const Kiv::String8& address) {
+  errno = 0;
+  netsnmp_transport* t = server ? netsnmp_transport_open_server(application, address.c_str())
+                                : netsnmp_transport_open_client(application, address.c_str());
+  const int error = errno;
+  if (!t) return error ? std::strerror(error) : "unknown host or bad address";
+  if (t->f_close) t->f_close(t);
+  netsnmp_transport_free(t);
+  return "";
+}
+
+// Each address once, before the agent opens them all: "ADDRESS: reason", or empty.
+Kiv::String8 listenFailure(const Kiv::String8& addresses) {
+  for (std::size_t start = 0; start <= addresses.size();) {
+    const std::size_t comma = std::min(addresses.find(',', start), addresses.size());
+    const Kiv::String8 address = addresses.substr(start, comma - start);
+    start = comma + 1;
+    if (Kiv::String8 why = whyNotOpened(true, "snmp", address); !why.empty()) {
+      return address + ": " + why;
+    }
+  }
+  return "";
 }
 
 void configLine(const Kiv::String8& line) {
@@ -66,13 +102,19 @@ void nonBlockingStreamSinks() {
 SnmpHost::SnmpHost(const Options& options) : options_(options) {}
 
 SnmpHost::~SnmpHost() {
-  if (initialised_) snmp_shutdown(kAppName);
+  if (!initialised_) return;
+  // net-snmp writes its persistent file from what it holds when it shuts down. A start that
+  // failed holds less than the file (nothing at all before the configuration was read): writing
+  // it would lose the SNMPv3 users and the engine's boot counter for good.
+  if (!committed_)
+    netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_DONT_PERSIST_STATE, 1);
+  snmp_shutdown(kAppName);
 }
 
 void SnmpHost::configure() {
   // No MIB text is needed to serve numeric OIDs; loading it only prints warnings.
   setenv("MIBS", "", 0);
-  snmp_enable_stderrlog();
+  DaemonLog::install(options_.configFile);
   Kiv::String8 dir = persistentDir();
   mkdir(dir.c_str(), 0700);
   netsnmp_ds_set_string(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_PERSISTENT_DIR, dir.c_str());
@@ -114,6 +156,13 @@ void SnmpHost::initAgent() {
   configure();
   init_agent(kAppName);
   initialised_ = true;
+  if (!options_.agentx()) {
+    // A manager discovers a device and notices its restarts through these; under AgentX the
+    // master serves them. sysContact, sysName and sysLocation lines in --config set them.
+    init_system_mib();
+    init_sysORTable();
+    init_snmpEngine();
+  }
   if (options_.agentx()) {
     // Reconnect soon after the master restarts. Set after init_agent, which resets it to
     // net-snmp's 15 seconds; an agentxPingInterval line in --config still overrides it.
@@ -124,19 +173,31 @@ void SnmpHost::initAgent() {
 void SnmpHost::open() {
   if (!options_.agentx()) {
     if (options_.serveCommunity) configLine("rocommunity " + options_.community);
-    for (const auto& sink : options_.trapSinks)
+    for (const auto& sink : options_.trapSinks) {
+      // net-snmp reports a sink it cannot open with no reason and from no file.
+      if (Kiv::String8 why = whyNotOpened(false, "snmptrap", sink); !why.empty()) {
+        throw Kiv::RangeException("--trap-sink " + sink + ": " + why);
+      }
       configLine("trap2sink " + sink + " " + options_.community);
+    }
   }
   init_snmp(kAppName);
+  if (!DaemonLog::startError().empty()) throw Kiv::RangeException(DaemonLog::startError());
   if (!options_.agentx()) {
+    if (const Kiv::String8 failure = listenFailure(options_.listen); !failure.empty()) {
+      throw Kiv::RangeException("cannot listen on " + failure);
+    }
     if (init_master_agent() != 0) throw Kiv::RangeException("cannot listen on " + options_.listen);
     nonBlockingStreamSinks();
   }
 }
 
-void SnmpHost::run() {
+void SnmpHost::run(const std::function<void()>& afterEachTurn) {
   running_ = true;
-  while (running_) agent_check_and_process(1);
+  while (running_) {
+    agent_check_and_process(1);
+    afterEachTurn();
+  }
 }
 
 }  // namespace Host

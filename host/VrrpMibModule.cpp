@@ -5,10 +5,9 @@
 
 namespace Host {
 
-void registerVrrpMib(const std::vector<Kiv::String8>& extraContexts) {
+void registerVrrpMib() {
   Snmp::kivInitVrrpMib();
   Snmp::initHandlers("");
-  for (const auto& context : extraContexts) Snmp::initHandlers(context);
 }
 
 }  // namespace Host

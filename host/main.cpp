@@ -2,14 +2,18 @@
 // agent or as an AgentX subagent of the machine's snmpd.
 #include <cstdio>
 #include <exception>
+#include <memory>
 
+#include <systemd/sd-daemon.h>
+
+#include "host/AgentxLink.h"
+#include "host/DaemonLog.h"
 #include "host/Options.h"
-#include "host/Signals.h"
 #include "host/Service.h"
+#include "host/Signals.h"
 #include "host/SnmpHost.h"
 #include "host/VrrpMibModule.h"
 #include "kiv/Exception.h"
-#include "kiv/Trace.h"
 
 namespace {
 
@@ -24,7 +28,6 @@ int main(int argc, char** argv) {
   Host::Options options;
   try {
     options = Host::parseOptions(argc, argv);
-    if (!options.trace.empty()) Kiv::traceSpecIs(options.trace);
   } catch (const Kiv::RangeException& e) {
     // One line, as for every other failed start: scripts and logs keep the reason, not the usage.
     return fail(e.message() + " (fhrp-snmpd --help lists the options)");
@@ -39,20 +42,42 @@ int main(int argc, char** argv) {
   }
 
   try {
-    // The document is read before any port is opened: a bad one never yields a
-    // half-started agent.
-    Host::Service service(options.stateFile, options.notifications);
+    auto service = options.frrVtyDirectory.empty()
+                       ? std::make_unique<Host::Service>(options.stateFile, options.notifications)
+                       : Host::Service::following(options.frrVtyDirectory, options.notifications);
     Host::SnmpHost snmp(options);
     snmp.initAgent();
-    service.start();
-    Host::registerVrrpMib(options.contexts);
+    // The document is read before any port is opened: a bad one never yields a
+    // half-started agent.
+    service->start();
+    Host::registerVrrpMib();
+    const Kiv::String8 where = options.agentx() ? options.agentxSocket : options.listen;
+    auto ready = [&] {
+      snmp.commit();
+      Host::DaemonLog::write("ready on " + where);
+      // Under systemd (Type=notify) `systemctl start` returns only now; elsewhere a no-op.
+      sd_notifyf(0, "READY=1\nSTATUS=serving the VRRP-MIB on %s", where.c_str());
+    };
+    // Under AgentX the daemon is ready once the master took the registration; the link may
+    // come up while the configuration is read, or any time later.
+    std::unique_ptr<Host::AgentxLink> agentx;
+    if (options.agentx()) agentx = std::make_unique<Host::AgentxLink>(where, ready);
     snmp.open();
-    service.watch();
-    Host::installSignalHandlers([&snmp] { snmp.stop(); }, [&service] { service.reload(); });
-    std::fprintf(stderr, "fhrp-snmpd: ready on %s\n",
-                 (options.agentx() ? options.agentxSocket : options.listen).c_str());
-    std::fflush(stderr);
-    snmp.run();
+    service->watch();
+    Host::installSignalHandlers(
+        [&snmp] {
+          sd_notify(0, "STOPPING=1");
+          snmp.stop();
+        },
+        [&service] { service->reload(); });
+    if (agentx) {
+      agentx->check();
+    } else {
+      ready();
+    }
+    snmp.run([&] {
+      if (agentx) agentx->check();
+    });
     return 0;
   } catch (const Kiv::Exception& e) {
     return fail(e.message());

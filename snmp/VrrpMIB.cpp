@@ -41,7 +41,7 @@ Snmp::AutoRegistree autoRegistree(&handlerRegistration);
 void Snmp::kivInitVrrpMib() {}
 
 void init_VrrpMIB(Kiv::String8 context) {
-  DEBUGTRACE;
+  // DEBUGMSGTL writes the "trace" line (function, file, line) itself before the message.
   DEBUGMSGTL(("VrrpMIB", "Initializing in context \"%s\"\n", context.c_str()));
   VrrpMIBImpl::registerScalars(context);
   initialize_table_vrrpOperTable(context);

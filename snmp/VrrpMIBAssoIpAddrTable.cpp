@@ -12,12 +12,17 @@ using VrrpMIBImpl::ColumnDef;
 
 // A row's existence is all the table reports.
 constexpr ColumnDef<AssoIpAddrEntry> kAssoColumns[] = {
-    {2, "vrrpAssoIpAddrRowStatus", true, ASN_INTEGER, 1024,
-     [](const AssoIpAddrEntry&, unsigned char* b, S32 c) {
-       const S32 active = 1;
-       return S32ToAsnInteger(active, b, c);
-     },
-     "S32ToAsnInteger failed for: "},
+    {.column = 2,
+     .name = "vrrpAssoIpAddrRowStatus",
+     .writableInMib = true,
+     .type = ASN_INTEGER,
+     .capacity = 1024,
+     .encode =
+         [](const AssoIpAddrEntry&, unsigned char* b, S32 c) {
+           const S32 active = 1;
+           return S32ToAsnInteger(active, b, c);
+         },
+     .failure = "S32ToAsnInteger failed for: "},
 };
 
 struct AssoIpAddrTableTraits {
@@ -52,6 +57,44 @@ struct AssoIpAddrTableTraits {
   }
 };
 
+using Hooks = VrrpMIBImpl::TableIterator<AssoIpAddrTableTraits>;
+
 }  // namespace
 
-VRRPMIB_DEFINE_TABLE_HOOKS(vrrpAssoIpAddrTable, AssoIpAddrTableTraits)
+// The hooks net-snmp's table iterator calls (registered in VrrpMIBTables.cpp).
+
+netsnmp_variable_list* vrrpAssoIpAddrTable_get_first_data_point(void** loopContext, void**,
+                                                                netsnmp_variable_list* indexes,
+                                                                netsnmp_iterator_info* info) {
+  return Hooks::getFirst(loopContext, indexes, info);
+}
+
+netsnmp_variable_list* vrrpAssoIpAddrTable_get_next_data_point(void** loopContext,
+                                                               void** dataContext,
+                                                               netsnmp_variable_list* indexes,
+                                                               netsnmp_iterator_info*) {
+  return Hooks::getNext(loopContext, dataContext, indexes);
+}
+
+netsnmp_variable_list* vrrpAssoIpAddrTableIterationHelper(
+    const FhrpSnmp::AssoIpAddrTable::Iterator* loop, netsnmp_variable_list* indexes) {
+  return Hooks::iterationHelper(loop, indexes);
+}
+
+void* vrrpAssoIpAddrTable_make_data_context(void* loopContext, netsnmp_iterator_info*) {
+  return Hooks::makeDataContext(loopContext);
+}
+
+void vrrpAssoIpAddrTable_free_data_context(void* dataContext, netsnmp_iterator_info*) {
+  Hooks::freeDataContext(dataContext);
+}
+
+void vrrpAssoIpAddrTable_free_loop_context_at_end(void* loopContext, netsnmp_iterator_info*) {
+  Hooks::freeLoopContextAtEnd(loopContext);
+}
+
+int vrrpAssoIpAddrTable_handler(netsnmp_mib_handler*, netsnmp_handler_registration*,
+                                netsnmp_agent_request_info* reqinfo,
+                                netsnmp_request_info* requests) {
+  return Hooks::handler(reqinfo, requests);
+}

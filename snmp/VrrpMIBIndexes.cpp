@@ -14,8 +14,9 @@ struct Component {
   const char* name;
   u_char type;
 };
-constexpr Component kComponents[] = {
-    {"ifIndex", ASN_INTEGER}, {"vrrpOperVrId", ASN_INTEGER}, {"vrrpAssoIpAddr", ASN_IPADDRESS}};
+constexpr Component kComponents[] = {{.name = "ifIndex", .type = ASN_INTEGER},
+                                     {.name = "vrrpOperVrId", .type = ASN_INTEGER},
+                                     {.name = "vrrpAssoIpAddr", .type = ASN_IPADDRESS}};
 
 // Decodes component i into values and traces the accepted value.
 void accept(int i, const netsnmp_variable_list* v, HintValues& values) {

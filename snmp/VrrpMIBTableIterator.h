@@ -1,15 +1,14 @@
 #pragma once
 // The table-iterator hooks and the request handler that vrrpOperTable and
-// vrrpAssoIpAddrTable share, written once over a description of the table (Traits):
-//
-//   using Table = Kiv::OrderedMap<Key, Row>;   kName ("vrrpOperTable"), kKeyType,
-//   kIndexCount, collection(const VrrpMib&), keyFromHint(const HintValues&),
-//   writeIndexes(helperName, key, indexes), kColumns (ColumnDef<Row>[]).
+// vrrpAssoIpAddrTable share, written once over a description of the table (TableTraits).
+// Each table's file defines its net-snmp hooks as thin functions that call these.
 //
 // Loop and data contexts are heap-allocated Table::Iterator objects. An iterator holds
 // counted references to the table and its current row and finds its place again after the
 // table changed, so a row deleted between two calls of one request neither dangles nor
 // breaks the walk.
+#include <concepts>
+#include <span>
 #include <string>
 
 #include "FhrpSnmp/VrrpMib.h"
@@ -42,7 +41,25 @@ struct ColumnDef {
   S32 maxLength = 0;
 };
 
-template <class Traits>
+// What a table tells the shared code about itself.
+template <class T>
+concept TableTraits = requires(const FhrpSnmp::VrrpMib& mib, const HintValues& hint,
+                               const typename T::Key& key, netsnmp_variable_list* indexes) {
+  typename T::Row;
+  // The model's ordered table, keyed in SNMP index order.
+  requires std::same_as<typename T::Table, Kiv::OrderedMap<typename T::Key, typename T::Row>>;
+  { T::kName } -> std::convertible_to<const char*>;     // "vrrpOperTable"
+  { T::kKeyType } -> std::convertible_to<const char*>;  // named when a hint makes no key
+  { T::kIndexCount } -> std::convertible_to<int>;       // index parts a usable hint has
+  { T::collection(mib) } -> std::convertible_to<const Kiv::Ptr<typename T::Table>&>;
+  { T::keyFromHint(hint) } -> std::same_as<typename T::Key>;  // may throw RangeException
+  // Writes a row's index bindings, tracing them under the helper's name.
+  T::writeIndexes("helper", key, indexes);
+  // The columns served on GET.
+  { std::span(T::kColumns) } -> std::convertible_to<std::span<const ColumnDef<typename T::Row>>>;
+};
+
+template <TableTraits Traits>
 class TableIterator {
  public:
   using Table = typename Traits::Table;
@@ -240,33 +257,3 @@ class TableIterator {
 };
 
 }  // namespace VrrpMIBImpl
-
-// Defines a table's net-snmp hooks under their generated names (declared in
-// VrrpMIBInternal.h) on top of TableIterator<traits>.
-#define VRRPMIB_DEFINE_TABLE_HOOKS(table, traits)                                                 \
-  netsnmp_variable_list* table##_get_first_data_point(                                            \
-      void** loopContext, void**, netsnmp_variable_list* indexes, netsnmp_iterator_info* info) {  \
-    return VrrpMIBImpl::TableIterator<traits>::getFirst(loopContext, indexes, info);              \
-  }                                                                                               \
-  netsnmp_variable_list* table##_get_next_data_point(void** loopContext, void** dataContext,      \
-                                                     netsnmp_variable_list* indexes,              \
-                                                     netsnmp_iterator_info*) {                    \
-    return VrrpMIBImpl::TableIterator<traits>::getNext(loopContext, dataContext, indexes);        \
-  }                                                                                               \
-  netsnmp_variable_list* table##IterationHelper(                                                  \
-      const VrrpMIBImpl::TableIterator<traits>::Iterator* loop, netsnmp_variable_list* indexes) { \
-    return VrrpMIBImpl::TableIterator<traits>::iterationHelper(loop, indexes);                    \
-  }                                                                                               \
-  void* table##_make_data_context(void* loopContext, netsnmp_iterator_info*) {                    \
-    return VrrpMIBImpl::TableIterator<traits>::makeDataContext(loopContext);                      \
-  }                                                                                               \
-  void table##_free_data_context(void* dataContext, netsnmp_iterator_info*) {                     \
-    VrrpMIBImpl::TableIterator<traits>::freeDataContext(dataContext);                             \
-  }                                                                                               \
-  void table##_free_loop_context_at_end(void* loopContext, netsnmp_iterator_info*) {              \
-    VrrpMIBImpl::TableIterator<traits>::freeLoopContextAtEnd(loopContext);                        \
-  }                                                                                               \
-  int table##_handler(netsnmp_mib_handler*, netsnmp_handler_registration*,                        \
-                      netsnmp_agent_request_info* reqinfo, netsnmp_request_info* requests) {      \
-    return VrrpMIBImpl::TableIterator<traits>::handler(reqinfo, requests);                        \
-  }

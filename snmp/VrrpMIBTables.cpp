@@ -26,9 +26,11 @@ struct IndexDef {
   const char* name;
   u_char type;
 };
-const IndexDef vrrpOperTable_indexes[] = {{"ifIndex", ASN_INTEGER}, {"vrrpOperVrId", ASN_INTEGER}};
-const IndexDef vrrpAssoIpAddrTable_indexes[] = {
-    {"ifIndex", ASN_INTEGER}, {"vrrpOperVrId", ASN_INTEGER}, {"vrrpAssoIpAddr", ASN_IPADDRESS}};
+const IndexDef vrrpOperTable_indexes[] = {{.name = "ifIndex", .type = ASN_INTEGER},
+                                          {.name = "vrrpOperVrId", .type = ASN_INTEGER}};
+const IndexDef vrrpAssoIpAddrTable_indexes[] = {{.name = "ifIndex", .type = ASN_INTEGER},
+                                                {.name = "vrrpOperVrId", .type = ASN_INTEGER},
+                                                {.name = "vrrpAssoIpAddr", .type = ASN_IPADDRESS}};
 
 struct TableDef {
   const char* name;
@@ -144,19 +146,33 @@ Kiv::String8 modelPathText() {
 }  // namespace VrrpMIBImpl
 
 void initialize_table_vrrpOperTable(Kiv::String8 context) {
-  initializeTable({"vrrpOperTable", vrrpOperTable_oid, vrrpOperTable_handler, vrrpOperTable_indexes,
-                   2, 15, vrrpOperTable_columns, vrrpOperTable_get_first_data_point,
-                   vrrpOperTable_get_next_data_point, vrrpOperTable_make_data_context,
-                   vrrpOperTable_free_data_context, vrrpOperTable_free_loop_context_at_end},
+  initializeTable({.name = "vrrpOperTable",
+                   .rootOid = vrrpOperTable_oid,
+                   .handler = vrrpOperTable_handler,
+                   .indexes = vrrpOperTable_indexes,
+                   .minColumn = 2,
+                   .maxColumn = 15,
+                   .columns = vrrpOperTable_columns,
+                   .getFirst = vrrpOperTable_get_first_data_point,
+                   .getNext = vrrpOperTable_get_next_data_point,
+                   .makeDataContext = vrrpOperTable_make_data_context,
+                   .freeDataContext = vrrpOperTable_free_data_context,
+                   .freeLoopContextAtEnd = vrrpOperTable_free_loop_context_at_end},
                   context);
 }
 
 void initialize_table_vrrpAssoIpAddrTable(Kiv::String8 context) {
-  initializeTable(
-      {"vrrpAssoIpAddrTable", vrrpAssoIpAddrTable_oid, vrrpAssoIpAddrTable_handler,
-       vrrpAssoIpAddrTable_indexes, 2, 2, vrrpAssoIpAddrTable_columns,
-       vrrpAssoIpAddrTable_get_first_data_point, vrrpAssoIpAddrTable_get_next_data_point,
-       vrrpAssoIpAddrTable_make_data_context, vrrpAssoIpAddrTable_free_data_context,
-       vrrpAssoIpAddrTable_free_loop_context_at_end},
-      context);
+  initializeTable({.name = "vrrpAssoIpAddrTable",
+                   .rootOid = vrrpAssoIpAddrTable_oid,
+                   .handler = vrrpAssoIpAddrTable_handler,
+                   .indexes = vrrpAssoIpAddrTable_indexes,
+                   .minColumn = 2,
+                   .maxColumn = 2,
+                   .columns = vrrpAssoIpAddrTable_columns,
+                   .getFirst = vrrpAssoIpAddrTable_get_first_data_point,
+                   .getNext = vrrpAssoIpAddrTable_get_next_data_point,
+                   .makeDataContext = vrrpAssoIpAddrTable_make_data_context,
+                   .freeDataContext = vrrpAssoIpAddrTable_free_data_context,
+                   .freeLoopContextAtEnd = vrrpAssoIpAddrTable_free_loop_context_at_end},
+                  context);
 }

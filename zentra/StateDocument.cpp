@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "zentra/JsonCursor.h"
+#include "zentra/JsonReader.h"
 
 namespace Zentra {
 
@@ -15,37 +15,21 @@ StateDocumentError::StateDocumentError(Kiv::String8 path, Kiv::String8 reason)
       path_(std::move(path)),
       reason_(std::move(reason)) {}
 
-StateDocumentError::StateDocumentError(const Json::ParseError& error)
-    : Kiv::RangeException(error.message()),
-      path_(error.path()),
-      reason_(error.reason()),
-      line_(error.line()),
-      column_(error.column()) {}
+StateDocumentError::StateDocumentError(std::size_t line, std::size_t column, Kiv::String8 path,
+                                       Kiv::String8 reason)
+    : Kiv::RangeException("line " + std::to_string(line) + ", column " + std::to_string(column) +
+                          " (at " + path + "): " + reason),
+      path_(std::move(path)),
+      reason_(std::move(reason)),
+      line_(line),
+      column_(column) {}
 
 namespace {
 
-using Json::Cursor;
-using Kind = Json::Cursor::Kind;
+using Json::Type;
+using Json::Value;
 using Kiv::String8;
 using Routing::Fhrp::VrId;
-
-const char* withArticle(Kind kind) {
-  switch (kind) {
-    case Kind::Null:
-      return "null";
-    case Kind::Boolean:
-      return "a boolean";
-    case Kind::Number:
-      return "a number";
-    case Kind::String:
-      return "a string";
-    case Kind::Array:
-      return "an array";
-    case Kind::Object:
-      return "an object";
-  }
-  return "an unknown value";
-}
 
 // "a, b or c"
 template <class Names>
@@ -72,35 +56,34 @@ constexpr std::string_view kStatus[] = {"state",   "priority",    "srcAddr", "vi
 constexpr std::size_t kStatusRequired = 5;  // state to ipAddrs
 constexpr std::size_t kIpAddrCount = 5;
 
-// Reads the document straight from the text as the cursor walks it, so that nothing but the
-// result is built. The first fault ends the walk; where it is comes from the cursor, which
-// writes the path only then.
+// Reads the document straight from the text as simdjson walks it, so that nothing but the
+// result is built. The first fault ends the walk.
 class Reader {
  public:
   Reader(std::string_view text, const Json::Limits& limits) : in_(text, limits) {}
 
   StateDocument document() {
     StateDocument doc;
-    members(kSections, [&](std::size_t section) {
+    Value root = in_.root();
+    members(root, kSections, [&](std::size_t section, Value& v) {
       switch (section) {
         case 0:
-          return interfaces(doc.interfaces);
+          return interfaces(v, doc.interfaces);
         case 1:
-          return perInterface(doc.ip, [&](const Lirex::IntfId&, Lirex::IpAddrWithMask& addr) {
-            if (!members(kIp, [&](std::size_t) { addr = strep<Lirex::IpAddrWithMask>(); })) {
-              missing(kIp[0]);
-            }
+          return perInterface(v, doc.ip, [&](Value& ip, Lirex::IpAddrWithMask& addr) {
+            const auto read = [&](std::size_t, Value& a) {
+              addr = strep<Lirex::IpAddrWithMask>(a);
+            };
+            if (!members(ip, kIp, read)) missing(kIp[0]);
           });
         case 2:
-          return perInterface(doc.vrrpConfig,
-                              [&](const Lirex::IntfId&, StateDocument::VrConfigs& vrs) {
-                                perVirtualRouter(vrs, [&](auto& config) { vrConfig(config); });
-                              });
+          return perInterface(v, doc.vrrpConfig, [&](Value& vrs, StateDocument::VrConfigs& out) {
+            perVirtualRouter(vrs, out, [&](Value& c, auto& config) { vrConfig(c, config); });
+          });
         default:
-          return perInterface(doc.vrrpStatus,
-                              [&](const Lirex::IntfId&, StateDocument::VrStatuses& vrs) {
-                                perVirtualRouter(vrs, [&](auto& status) { vrStatus(status); });
-                              });
+          return perInterface(v, doc.vrrpStatus, [&](Value& vrs, StateDocument::VrStatuses& out) {
+            perVirtualRouter(vrs, out, [&](Value& s, auto& status) { vrStatus(s, status); });
+          });
       }
     });
     in_.finish();
@@ -108,45 +91,13 @@ class Reader {
   }
 
  private:
-  [[noreturn]] void fail(const String8& reason) const {
-    throw StateDocumentError(in_.path(), reason);
-  }
-  [[noreturn]] void missing(std::string_view key) const {
-    fail("missing member " + Json::quote(key));
-  }
+  [[noreturn]] void fail(const String8& reason) { in_.fail(reason); }
+  [[noreturn]] void missing(std::string_view key) { fail("missing member " + Json::quote(key)); }
 
-  Kind expect(Kind kind, const char* what) {
-    const Kind found = in_.peek();
-    if (found != kind) fail(String8("expected ") + what + ", got " + withArticle(found));
-    return found;
-  }
-  void object() {
-    expect(Kind::Object, "an object");
-    in_.enterObject();
-  }
-  bool boolean() {
-    expect(Kind::Boolean, "true or false");
-    return in_.readBool();
-  }
-  std::string_view string() {
-    expect(Kind::String, "a string");
-    return in_.readString();
-  }
-  U32 integer(U32 min, U32 max) {
-    expect(Kind::Number, "an integer");
-    const Cursor::Number n = in_.readNumber();
-    if (!n.isInteger()) fail("expected an integer, got " + String8(n.text));
-    // Exact: the cursor reads integers of up to 15 digits exactly, and longer ones are out of
-    // range anyway.
-    if (n.value < min || n.value > max) {
-      fail(String8(n.text) + " is out of range " + std::to_string(min) + ".." +
-           std::to_string(max));
-    }
-    return static_cast<U32>(n.value);
-  }
+  U32 integer(Value& v, U32 min, U32 max) { return in_.integer(v, min, max); }
   // A value type written as text; the type's own parser says what is wrong with it.
   template <class T>
-  T strep(std::string_view text) const {
+  T strep(std::string_view text) {
     try {
       return Lirex::strepToValue<T>(String8(text));
     } catch (const Kiv::RangeException& e) {
@@ -154,12 +105,12 @@ class Reader {
     }
   }
   template <class T>
-  T strep() {
-    return strep<T>(string());
+  T strep(Value& v) {
+    return strep<T>(in_.string(v));
   }
   template <class T>
-  T named(const char* what, std::initializer_list<std::pair<std::string_view, T>> names) {
-    const std::string_view text = string();
+  T named(Value& v, const char* what, std::initializer_list<std::pair<std::string_view, T>> names) {
+    const std::string_view text = in_.string(v);
     for (const auto& name : names) {
       if (name.first == text) return name.second;
     }
@@ -169,29 +120,27 @@ class Reader {
          alternatives(choices) + ")");
   }
 
-  // An object of the members `names`, each read by `read(its position in names)`. Typos must
-  // not pass silently: a member the format does not know is an error. Returns the members
+  // An object of the members `names`, each read by `read(its position in names, value)`. Typos
+  // must not pass silently: a member the format does not know is an error. Returns the members
   // seen, bit i for names[i].
   template <std::size_t N, class F>
-  unsigned members(const std::string_view (&names)[N], F&& read) {
+  unsigned members(Value& v, const std::string_view (&names)[N], F&& read) {
     static_assert(N <= 32);
-    object();
     unsigned seen = 0;
-    std::string_view key;
-    while (in_.nextMember(key)) {
+    in_.members(v, [&](std::string_view key, Value value) {
       std::size_t which = 0;
       while (which < N && names[which] != key) ++which;
       if (which == N) {
         fail("unknown member " + Json::quote(key) + " (expected " + alternatives(names) + ")");
       }
-      if (seen & 1u << which) in_.duplicateKey();
+      if (seen & 1u << which) in_.duplicateKey(key);
       seen |= 1u << which;
-      read(which);
-    }
+      read(which, value);
+    });
     return seen;
   }
 
-  Lirex::IntfId intfId(std::string_view key) const {
+  Lirex::IntfId intfId(std::string_view key) {
     if (key.empty()) fail("empty interface name");
     for (char c : key) {
       if (static_cast<unsigned char>(c) <= 0x20 || c == 0x7f) {
@@ -200,7 +149,7 @@ class Reader {
     }
     return Lirex::IntfId(String8(key));
   }
-  VrId vrId(std::string_view key) const {
+  VrId vrId(std::string_view key) {
     bool ok = !key.empty() && key.size() <= 3 && key[0] != '0';
     VrId id = 0;
     for (char c : key) {
@@ -214,110 +163,111 @@ class Reader {
     return id;
   }
 
-  // An object keyed by `key(name)`, each value read by `read(entry)`. Keys that mean the same
-  // are the same text, so a key already in `out` is a repeated key.
+  // An object keyed by `key(name)`, each value read by `read(value, entry)`. Keys that mean the
+  // same are the same text, so a key already in `out` is a repeated key.
   template <class K, class V, class Key, class F>
-  void keyed(std::map<K, V>& out, Key&& key, F&& read) {
-    object();
-    std::string_view name;
-    while (in_.nextMember(name)) {
+  void keyed(Value& v, std::map<K, V>& out, Key&& key, F&& read) {
+    in_.members(v, [&](std::string_view name, Value value) {
       const std::size_t before = out.size();
       // Documents list their keys in order more often than not, so try the end first.
       const auto entry = out.emplace_hint(out.end(), key(name), V());
-      if (out.size() == before) in_.duplicateKey();
-      read(*entry);
-    }
-  }
-  template <class V, class F>
-  void perInterface(std::map<Lirex::IntfId, V>& out, F&& read) {
-    keyed(
-        out, [&](std::string_view name) { return intfId(name); },
-        [&](auto& entry) { read(entry.first, entry.second); });
-  }
-  template <class V, class F>
-  void perVirtualRouter(std::map<VrId, V>& out, F&& read) {
-    keyed(
-        out, [&](std::string_view name) { return vrId(name); },
-        [&](auto& entry) { read(entry.second); });
-  }
-
-  void interfaces(std::map<Lirex::IntfId, U32>& out) {
-    // ifIndex names the interface in every MIB table, so two interfaces cannot share one.
-    std::map<U32, const Lirex::IntfId*> owners;
-    perInterface(out, [&](const Lirex::IntfId& id, U32& ifIndex) {
-      const unsigned seen = members(kInterface, [&](std::size_t) {
-        ifIndex = integer(1, StateDocument::kMaxIfIndex);
-        const auto owner = owners.try_emplace(ifIndex, &id);
-        if (!owner.second) {
-          fail("ifIndex " + std::to_string(ifIndex) + " is already the ifIndex of " +
-               Json::quote(owner.first->second->name()));
-        }
-      });
-      if (!seen) missing(kInterface[0]);
+      if (out.size() == before) in_.duplicateKey(name);
+      read(value, *entry);
     });
   }
+  template <class V, class F>
+  void perInterface(Value& v, std::map<Lirex::IntfId, V>& out, F&& read) {
+    keyed(
+        v, out, [&](std::string_view name) { return intfId(name); },
+        [&](Value& value, auto& entry) { read(value, entry.second); });
+  }
+  template <class V, class F>
+  void perVirtualRouter(Value& v, std::map<VrId, V>& out, F&& read) {
+    keyed(
+        v, out, [&](std::string_view name) { return vrId(name); },
+        [&](Value& value, auto& entry) { read(value, entry.second); });
+  }
 
-  void vrConfig(StateDocument::VirtualRouterConfig& c) {
-    members(kConfig, [&](std::size_t which) {
+  void interfaces(Value& v, std::map<Lirex::IntfId, U32>& out) {
+    // ifIndex names the interface in every MIB table, so two interfaces cannot share one.
+    std::map<U32, const Lirex::IntfId*> owners;
+    keyed(
+        v, out, [&](std::string_view name) { return intfId(name); },
+        [&](Value& intf, auto& entry) {
+          const unsigned seen = members(intf, kInterface, [&](std::size_t, Value& i) {
+            entry.second = integer(i, 1, StateDocument::kMaxIfIndex);
+            const auto owner = owners.try_emplace(entry.second, &entry.first);
+            if (!owner.second) {
+              fail("ifIndex " + std::to_string(entry.second) + " is already the ifIndex of " +
+                   Json::quote(owner.first->second->name()));
+            }
+          });
+          if (!seen) missing(kInterface[0]);
+        });
+  }
+  void vrConfig(Value& v, StateDocument::VirtualRouterConfig& c) {
+    members(v, kConfig, [&](std::size_t which, Value& m) {
       using Interface::IntfEnabledState;
       using Lirex::VrrpAuthType;
       switch (which) {
         case 0:
-          c.version = integer(1, 0xffffffffu);
+          c.version = integer(m, 1, 0xffffffffu);
           break;
         case 1:
-          c.priority = integer(0, StateDocument::kMaxPriority);
+          c.priority = integer(m, 0, StateDocument::kMaxPriority);
           break;
         case 2:
-          c.preempt = boolean();
+          c.preempt = in_.boolean(m);
           break;
         case 3:
           c.adminState = named<IntfEnabledState>(
-              "adminState",
+              m, "adminState",
               {{"enabled", IntfEnabledState::enabled}, {"disabled", IntfEnabledState::disabled}});
           break;
         case 4:
           c.authType = named<VrrpAuthType>(
-              "authType", {{"noAuthentication", VrrpAuthType::noAuthentication},
-                           {"simpleTextPassword", VrrpAuthType::simpleTextPassword},
-                           {"ipAuthenticationHeader", VrrpAuthType::ipAuthenticationHeader}});
+              m, "authType",
+              {{"noAuthentication", VrrpAuthType::noAuthentication},
+               {"simpleTextPassword", VrrpAuthType::simpleTextPassword},
+               {"ipAuthenticationHeader", VrrpAuthType::ipAuthenticationHeader}});
           break;
         case 5:
-          c.authKey = String8(string());
+          c.authKey = String8(in_.string(m));
           break;
         default:
-          c.advertisementInterval = integer(1, StateDocument::kMaxAdvertisementInterval);
+          c.advertisementInterval = integer(m, 1, StateDocument::kMaxAdvertisementInterval);
       }
     });
   }
 
-  void vrStatus(StateDocument::VirtualRouterStatus& s) {
+  void vrStatus(Value& v, StateDocument::VirtualRouterStatus& s) {
     U32 trueCount = 0;
-    const unsigned seen = members(kStatus, [&](std::size_t which) {
+    const unsigned seen = members(v, kStatus, [&](std::size_t which, Value& m) {
       using Routing::Fhrp::FhrpState;
       switch (which) {
         case 0:
-          s.state = named<FhrpState>("state", {{"master", FhrpState::master},
-                                               {"backup", FhrpState::backup},
-                                               {"initialize", FhrpState::initialize}});
+          s.state = named<FhrpState>(m, "state",
+                                     {{"master", FhrpState::master},
+                                      {"backup", FhrpState::backup},
+                                      {"initialize", FhrpState::initialize}});
           break;
         case 1:
-          s.priority = integer(0, StateDocument::kMaxPriority);
+          s.priority = integer(m, 0, StateDocument::kMaxPriority);
           break;
         case 2:
-          s.srcAddr = strep<Lirex::IpAddr>();
+          s.srcAddr = strep<Lirex::IpAddr>(m);
           break;
         case 3:
-          s.virtualMacAddr = strep<Lirex::EthAddr>();
+          s.virtualMacAddr = strep<Lirex::EthAddr>(m);
           break;
         case 4:
-          trueCount = ipAddrs(s.ipAddrs);
+          trueCount = ipAddrs(m, s.ipAddrs);
           break;
         case kIpAddrCount:
-          s.ipAddrCount = integer(0, StateDocument::kMaxIpAddrCount);
+          s.ipAddrCount = integer(m, 0, StateDocument::kMaxIpAddrCount);
           break;
         default:
-          upSince(s.upSince);
+          upSince(m, s.upSince);
       }
     });
     for (std::size_t i = 0; i < kStatusRequired; ++i) {
@@ -326,22 +276,22 @@ class Reader {
     if (!(seen & 1u << kIpAddrCount)) s.ipAddrCount = trueCount;
   }
 
-  void upSince(double& out) {
-    expect(Kind::Number, "a number");
-    const Cursor::Number n = in_.readNumber();
-    if (!std::isfinite(n.value) || n.value < 0) {
-      fail(String8(n.text) + " is not a time (expected seconds since the epoch, or 0)");
+  void upSince(Value& v, double& out) {
+    std::string_view text;
+    const double value = in_.number(v, text);
+    if (value < 0) {
+      fail(String8(text) + " is not a time (expected seconds since the epoch, or 0)");
     }
-    out = n.value + 0.0;  // -0 reads as 0
+    out = value + 0.0;  // -0 reads as 0
   }
 
   // Returns how many addresses are true.
-  U32 ipAddrs(std::map<Lirex::IpAddr, bool>& out) {
+  U32 ipAddrs(Value& v, std::map<Lirex::IpAddr, bool>& out) {
     U32 trueCount = 0;
     keyed(
-        out, [&](std::string_view name) { return strep<Lirex::IpAddr>(name); },
-        [&](auto& entry) {
-          entry.second = boolean();
+        v, out, [&](std::string_view name) { return strep<Lirex::IpAddr>(name); },
+        [&](Value& b, auto& entry) {
+          entry.second = in_.boolean(b);
           trueCount += entry.second ? 1 : 0;
         });
     if (trueCount > StateDocument::kMaxIpAddrCount) {
@@ -351,26 +301,13 @@ class Reader {
     return trueCount;
   }
 
-  Cursor in_;
+  Json::Reader in_;
 };
 
 }  // namespace
 
 StateDocument parseStateDocument(std::string_view text, const Json::Limits& limits) {
-  try {
-    return Reader(text, limits).document();
-  } catch (const Json::ParseError& e) {
-    throw StateDocumentError(e);
-  } catch (const StateDocumentError&) {
-    // A wrong value is reported only for text that is JSON throughout: a half-written or
-    // garbled document says so, wherever its first wrong value was.
-    try {
-      Json::check(text, limits);
-    } catch (const Json::ParseError& e) {
-      throw StateDocumentError(e);
-    }
-    throw;
-  }
+  return Reader(text, limits).document();
 }
 
 }  // namespace Zentra

@@ -18,9 +18,19 @@
 #include "lirex/VrrpAuthType.h"
 #include "platform/Fhrp/FhrpTypes.h"
 #include "platform/Interface/IntfStatus.h"
-#include "zentra/Json.h"
 
 namespace Zentra {
+
+namespace Json {
+// Bounds that keep a hostile document from costing more than a big honest one.
+struct Limits {
+  // Arrays and objects open at once.
+  std::size_t maxDepth = 64;
+  std::size_t maxDocumentBytes = 16 * 1024 * 1024;
+  // A string or key once escapes are decoded.
+  std::size_t maxStringBytes = 64 * 1024;
+};
+}  // namespace Json
 
 struct StateDocument {
   // Bounds that the records do not enforce themselves.
@@ -65,12 +75,12 @@ struct StateDocument {
   bool operator==(const StateDocument&) const = default;
 };
 
-// what() is "PATH: REASON" for a value that is wrong, and the parser's
-// "line L, column C (at PATH): REASON" for text that is not JSON.
+// what() is "PATH: REASON" for a value that is wrong, and "line L, column C (at PATH): REASON"
+// for text that is not JSON (columns count characters from 1).
 class StateDocumentError : public Kiv::RangeException {
  public:
   StateDocumentError(Kiv::String8 path, Kiv::String8 reason);
-  explicit StateDocumentError(const Json::ParseError& error);
+  StateDocumentError(std::size_t line, std::size_t column, Kiv::String8 path, Kiv::String8 reason);
 
   const Kiv::String8& path() const { return path_; }
   const Kiv::String8& reason() const { return reason_; }

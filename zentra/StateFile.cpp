@@ -1,6 +1,7 @@
 #include "zentra/StateFile.h"
 
 #include <fcntl.h>
+#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -23,6 +24,12 @@ Kiv::String8 oneLine(Kiv::String8 text) {
 
 Kiv::String8 errnoText(int error) {
   if (error == ENOENT) return "no such file";
+  if (error == EACCES) {
+    // Which user matters: snmpd reads its configuration as root, then runs as another user.
+    const passwd* user = ::getpwuid(::geteuid());
+    return "permission denied for user " +
+           (user ? Kiv::String8(user->pw_name) : std::to_string(::geteuid()));
+  }
   Kiv::String8 text = std::strerror(error);
   if (!text.empty() && text[0] >= 'A' && text[0] <= 'Z') text[0] = static_cast<char>(text[0] + 32);
   return text;

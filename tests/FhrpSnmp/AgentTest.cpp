@@ -38,31 +38,6 @@ struct AgentTest : World {
   }
 };
 
-TEST_F(AgentTest, HostCreatesAndWiresTheAgentByName) {
-  ASSERT_TRUE(agent);
-  EXPECT_EQ(agent->name().str(), "fhrpSnmp");
-  EXPECT_FALSE(agent->vrrpMibSmDel());  // nothing to drop yet
-  EXPECT_TRUE(Kiv::TypeRegistry::instance().hasType("FhrpSnmp::VrrpMibSm"));
-  auto model = Kiv::newEntity("FhrpSnmp::VrrpMib", "vrrpMIB");
-  EXPECT_EQ(model->typeName(), "FhrpSnmp::VrrpMib");
-
-  Kiv::attributeIs(*agent, "vrrpMib", Kiv::Ptr<Kiv::PtrInterface>(mib));
-  EXPECT_EQ(agent->vrrpMib(), mib);
-  auto sm = wire(inputs());
-  ASSERT_TRUE(sm);
-  EXPECT_EQ(sm, agent->vrrpMibSm());
-  EXPECT_EQ(rows(), 3u);
-  EXPECT_EQ(FakeTrap::calls(), (std::vector<FakeTrap::Call>{{kOwn, 1, 5}}));
-  EXPECT_EQ(agent->attributeName(Agent::vrrpMibId), "vrrpMib");
-  EXPECT_EQ(agent->attributeName(Agent::vrrpMibSmId), "vrrpMibSm");
-  EXPECT_EQ(agent->attributeName(99), "unknown");
-
-  PtrList swapped = inputs();
-  std::swap(swapped[0], swapped[1]);
-  EXPECT_THROW(Kiv::attributeIs(*agent, "vrrpMibSm", swapped), Kiv::RangeException);
-  EXPECT_EQ(agent->vrrpMibSm(), sm);
-}
-
 TEST_F(AgentTest, SameInputsKeepTheMachineOtherInputsRebuildItAndLeaveRows) {
   auto sm = wire(inputs());
   EXPECT_EQ(wire(inputs()), sm);

@@ -43,21 +43,6 @@ TEST(VrrpIndexTest, TextFormsRoundTrip) {
   EXPECT_EQ(FhrpSnmp::strepToValue<VrrpIpIndex>(os.str()), ip);
 }
 
-TEST(VrrpIndexTest, ParserAcceptsAnyOrderAndDefaultsTheAddress) {
-  auto v = FhrpSnmp::strepToValue<VrrpIpIndex>(
-      "Value('FhrpSnmp::VrrpIpIndex', ** {'vrId': 3, 'ifIndex': 7})");
-  EXPECT_EQ(v, VrrpIpIndex(7, 3, IpAddr()));
-  EXPECT_EQ(FhrpSnmp::strepToValue<VrrpIndex>("Value('FhrpSnmp::VrrpIndex', ** {})"), VrrpIndex());
-  EXPECT_EQ(FhrpSnmp::strepToValue<VrrpIndex>(
-                "  Value ( 'FhrpSnmp::VrrpIndex' , ** { 'vrId' : 1 , 'vrId' : 2 } ) "),
-            VrrpIndex(0, 2));
-  // The parsing constructor stops right behind the value.
-  std::string two = "Value('FhrpSnmp::VrrpIndex', ** {'vrId': 1})Value(";
-  auto pos = two.cbegin();
-  VrrpIndex first(pos, two.cend());
-  EXPECT_EQ(std::string(pos, two.cend()), "Value(");
-}
-
 TEST(VrrpIndexTest, ParserErrorsSayWhatWasWrong) {
   EXPECT_EQ(parseError<VrrpIndex>("Value('FhrpSnmp::VrrpIndex', ** {'ifIndex': 1"),
             "premature end of value type VrrpIndex");
@@ -78,34 +63,11 @@ TEST(VrrpIndexTest, ParserErrorsSayWhatWasWrong) {
   EXPECT_NE(parseError<VrrpIndex>("Value('FhrpSnmp::VrrpIpIndex', ** {})"), "(parsed)");
 }
 
-// Records the keys observers are told about, in order.
-struct Observer : FhrpSnmp::VrrpMib::NotifieeConst {
-  using NotifieeConst::NotifieeConst;
-  void onOperTable(const VrrpIndex& k) override { oper.push_back(k); }
-  void onAssoIpAddrTable(const VrrpIpIndex& k) override { asso.push_back(k); }
-  void onRouterStatsTable(const VrrpIndex& k) override { stats.push_back(k); }
-  std::vector<VrrpIndex> oper, stats;
-  std::vector<VrrpIpIndex> asso;
-};
-
-struct VrrpMibTest : ::testing::Test {
-  Kiv::Ptr<FhrpSnmp::VrrpMib> mib = FhrpSnmp::vrrpMibFactory("vrrpMIB");
-  Kiv::Ptr<Observer> observer = Kiv::make<Observer>(mib);
-  Kiv::Ptr<Routing::Fhrp::VrrpVirtualRouterConfig> config =
-      Kiv::make<Routing::Fhrp::VrrpVirtualRouterConfig>(5);
-  Kiv::Ptr<Routing::Fhrp::VirtualRouterStatusV4> status =
-      Kiv::make<Routing::Fhrp::VirtualRouterStatusV4>(5);
-};
-
-TEST_F(VrrpMibTest, IsFindsOrCreatesAndCountsEveryCall) {
-  auto row = mib->operTableIs(VrrpIndex(1, 5), config, status);
-  EXPECT_EQ(mib->operTableIs(VrrpIndex(1, 5), config, status), row);
-  EXPECT_EQ(observer->oper, std::vector<VrrpIndex>{VrrpIndex(1, 5)});
-  EXPECT_EQ(mib->changeCount(), 2u);
-  EXPECT_EQ(mib->operTable(VrrpIndex(1, 5)), row);
-}
-
-TEST_F(VrrpMibTest, IsRefusesOtherRecordsForAnExistingRow) {
+// A row belongs to the records it was made with.
+TEST(VrrpMibTest, IsRefusesOtherRecordsForAnExistingRow) {
+  auto mib = FhrpSnmp::vrrpMibFactory("vrrpMIB");
+  auto config = Kiv::make<Routing::Fhrp::VrrpVirtualRouterConfig>(5);
+  auto status = Kiv::make<Routing::Fhrp::VirtualRouterStatusV4>(5);
   auto row = mib->operTableIs(VrrpIndex(1, 5), config, status);
   auto otherConfig = Kiv::make<Routing::Fhrp::VrrpVirtualRouterConfig>(5);
   try {
@@ -129,81 +91,6 @@ TEST_F(VrrpMibTest, IsRefusesOtherRecordsForAnExistingRow) {
                Kiv::NameInUseException);
   EXPECT_EQ(mib->operTable(VrrpIndex(1, 5)), row);
   EXPECT_EQ(mib->changeCount(), 2u);  // one operTableIs, one routerStatsTableIs
-}
-
-TEST_F(VrrpMibTest, NewReplacesSilentlyAndDeletesNotifyInKeyOrder) {
-  auto old = mib->operTableIs(VrrpIndex(1, 5), config, status);
-  old->masterIpAddrIs(IpAddr(10, 0, 0, 1));
-  auto fresh = mib->newOperTable(VrrpIndex(1, 5), config, status);
-  EXPECT_EQ(mib->operTable(VrrpIndex(1, 5)), fresh);
-  EXPECT_TRUE(fresh->masterIpAddr().isZero());
-  EXPECT_EQ(observer->oper.size(), 1u);
-
-  auto count = mib->changeCount();
-  EXPECT_FALSE(mib->operTableDel(VrrpIndex(9, 9)));
-  EXPECT_EQ(mib->changeCount(), count);
-  mib->operTableIs(VrrpIndex(0, 2), config, status);
-  mib->operTableIs(VrrpIndex(-3, 7), config, status);
-  observer->oper.clear();
-  auto gone = mib->operTableDel(VrrpIndex(0, 2));
-  EXPECT_EQ(gone->index(), VrrpIndex(0, 2));  // still alive while held
-  mib->operTableIs(VrrpIndex(0, 2), config, status);
-  observer->oper.clear();
-  mib->operTableDelAll();
-  EXPECT_EQ(observer->oper,
-            (std::vector<VrrpIndex>{VrrpIndex(-3, 7), VrrpIndex(0, 2), VrrpIndex(1, 5)}));
-  EXPECT_TRUE(mib->operTableIter().atEnd());
-
-  mib->assoIpAddrTableIs(VrrpIpIndex(1, 5, IpAddr(1, 1, 1, 1)));
-  mib->assoIpAddrTableIs(VrrpIpIndex(1, 5, IpAddr(1, 1, 1, 1)));
-  mib->assoIpAddrTableDelAll();
-  EXPECT_EQ(observer->asso.size(), 2u);
-}
-
-TEST_F(VrrpMibTest, ObserverExceptionDoesNotReachTheCaller) {
-  struct Thrower : Observer {
-    using Observer::Observer;
-    void onOperTable(const VrrpIndex&) override { throw Kiv::RangeException("x"); }
-    void onNotificationException(Kiv::AttributeId id) override { seen = id; }
-    Kiv::AttributeId seen = 0;
-  };
-  auto thrower = Kiv::make<Thrower>(mib);
-  auto second = Kiv::make<Observer>(mib);
-  EXPECT_NO_THROW(mib->operTableIs(VrrpIndex(1, 5), config, status));
-  EXPECT_EQ(thrower->seen, FhrpSnmp::VrrpMib::operTableId);
-  EXPECT_EQ(second->oper.size(), 1u);
-}
-
-TEST_F(VrrpMibTest, RowsReadTheirRecordsLive) {
-  config->advertisementIntervalIs(250);
-  config->adminStateIs(Interface::IntfEnabledState::disabled);
-  status->priorityIs(120);
-  status->stateIs(Routing::Fhrp::FhrpState::backup);
-  auto row = mib->operTableIs(VrrpIndex(1, 5), config, status);
-  EXPECT_EQ(row->advertisementInterval(), 2u);
-  EXPECT_EQ(row->advertisementInterval_(), 250u);
-  EXPECT_EQ(row->priority(), 120u);
-  status->priorityIs(90);
-  EXPECT_EQ(row->priority(), 90u);
-  EXPECT_EQ(row->fhrpState(), Routing::Fhrp::FhrpState::backup);
-  EXPECT_EQ(row->adminState(), Interface::IntfEnabledState::disabled);
-  EXPECT_TRUE(row->primaryIpAddr().isZero());
-
-  Kiv::clockIs([] { return 1000.0; });
-  EXPECT_EQ(row->totalVrUpTime(), 0.0);
-  status->upSinceIs(987.5);
-  EXPECT_EQ(row->totalVrUpTime(), 12.5);
-  Kiv::clockIs(nullptr);
-
-  auto bare = mib->operTableIs(VrrpIndex(2, 1), nullptr, nullptr);
-  EXPECT_EQ(bare->advertisementInterval(), 0u);
-  EXPECT_EQ(bare->priority(), 0u);
-  EXPECT_EQ(bare->fhrpState(), Routing::Fhrp::FhrpState::master);  // zero value of the state
-  EXPECT_EQ(bare->totalVrUpTime(), 0.0);
-  EXPECT_FALSE(bare->preempt());
-
-  auto stats = mib->routerStatsTableIs(VrrpIndex(1, 5), status);
-  EXPECT_EQ(stats->becomeMaster() + stats->advertiseRcvd() + stats->packetLengthErrors(), 0u);
 }
 
 }  // namespace

@@ -52,43 +52,6 @@ struct EntrySmTest : World {
   }
 };
 
-TEST_F(EntrySmTest, RowsAndMasterAddressFollowTheStatus) {
-  status->ipAddrsIs(kVip, true);
-  status->ipAddrsIs(IpAddr(), true);  // 0.0.0.0 never gets a row
-  status->srcAddrIs(kOther);
-  auto sm = entry();
-  ASSERT_TRUE(oper(7, 5));
-  EXPECT_TRUE(mib->routerStatsTable(FhrpSnmp::VrrpIndex(7, 5)));
-  EXPECT_TRUE(asso(7, kVip));
-  EXPECT_EQ(mib->assoIpAddrTableCollection()->size(), 1u);
-  EXPECT_TRUE(sm->initialized());
-  EXPECT_EQ(oper(7, 5)->masterIpAddr(), IpAddr());  // initialize
-
-  status->stateIs(FhrpState::backup);
-  EXPECT_EQ(oper(7, 5)->masterIpAddr(), kOther);
-  status->srcAddrIs(kVip2);
-  EXPECT_EQ(oper(7, 5)->masterIpAddr(), kVip2);
-  EXPECT_TRUE(trace.contains("Master IP Address for ifIndex: 7 vrId: 5 is 192.0.2.9"));
-  sm->physicalIpAddrIs(kOwn);
-  status->stateIs(FhrpState::master);
-  EXPECT_EQ(oper(7, 5)->masterIpAddr(), kOwn);
-  status->stateIs(FhrpState::initialize);
-  EXPECT_EQ(oper(7, 5)->masterIpAddr(), IpAddr());
-
-  status->ipAddrsIs(kVip2, true);
-  EXPECT_TRUE(trace.contains("Creating AssoIpAddrEntry, ifIndex=7 vrId=5 ipAddr=192.0.2.9"));
-  status->ipAddrsIs(kVip2, false);  // false counts as absent
-  EXPECT_FALSE(asso(7, kVip2));
-  trace.clear();
-  status->ipAddrsDel(kVip2);  // no row left to delete: no event line
-  EXPECT_TRUE(trace.contains("deleteAssoIpAddrEntry( 192.0.2.9 )"));
-  EXPECT_FALSE(trace.contains("Deleting AssoIpAddrEntry"));
-  // Clearing the whole set notifies only the set; the rows still go.
-  status->ipAddrsDelAll();
-  EXPECT_EQ(mib->assoIpAddrTableCollection()->size(), 0u);
-  EXPECT_EQ(sm->assoIpAddrEntrys(), 0u);
-}
-
 TEST_F(EntrySmTest, OwedNotificationGoesOutOnceTheOwnAddressIsKnown) {
   status->stateIs(FhrpState::master);
   auto sm = entry();
@@ -158,31 +121,6 @@ TEST_F(EntrySmTest, AnIfIndexChangeLeavesTheAddressRowDeletableByItsOwnIndex) {
   status->ipAddrsDel(kVip);
   EXPECT_FALSE(asso(7, kVip));
   EXPECT_TRUE(trace.contains("Deleting AssoIpAddrEntry, ifIndex=8 vrId=5 ipAddr=192.0.2.1"));
-}
-
-TEST_F(EntrySmTest, RepointingRerunsTheRulesWithoutRebindingRows) {
-  auto sm = entry();
-  auto newStatus = Kiv::make<VirtualRouterStatusV4>(5);
-  newStatus->stateIs(FhrpState::master);
-  newStatus->ipAddrsIs(kVip2, true);
-  status->ipAddrsIs(kVip, true);
-  sm->physicalIpAddrIs(kOwn);
-  sm->vrStatusIs(newStatus);
-  EXPECT_EQ(FakeTrap::calls().size(), 1u);
-  EXPECT_TRUE(asso(7, kVip2));
-  EXPECT_FALSE(asso(7, kVip));  // not in the new record
-  EXPECT_EQ(oper(7, 5)->status(), status);
-  status->stateIs(FhrpState::master);  // the old record is no longer watched
-  EXPECT_EQ(FakeTrap::calls().size(), 1u);
-
-  sm->vrConfigIs(nullptr);  // dropped, nothing runs
-  EXPECT_FALSE(sm->vrConfig());
-  config->versionIs(3);
-  EXPECT_EQ(rows(), 3u);
-
-  EXPECT_EQ(rangeError([&] { sm->assoIpAddrEntryIs(kVip, nullptr); }),
-            "null _assoIpAddrEntry parameter to mutator for "
-            "FhrpSnmp::VrrpMibEntrySm::assoIpAddrEntry not allowed\"");
 }
 
 }  // namespace

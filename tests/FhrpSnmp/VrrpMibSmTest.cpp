@@ -1,6 +1,8 @@
 #include "FhrpSnmp/VrrpMibSmReactors.h"
 #include "tests/FhrpSnmp/MirrorWorld.h"
 
+#include <functional>
+
 namespace Mirror {
 namespace {
 
@@ -49,65 +51,6 @@ TEST_F(VrrpMibSmTest, CreatesAMachineOnlyWhenConfigStatusAndInterfaceExist) {
   EXPECT_TRUE(sm->vrrpMibEntrySm(VrrpMibEntrySmId(eth3, 7)));
 }
 
-TEST_F(VrrpMibSmTest, MirrorsWhatIsPresentAtConstructionOnceInitialized) {
-  threeRouters();
-  ipAddr(eth1, kOwn1);
-  auto sm = machine();
-  EXPECT_EQ(rows(), 7u);
-  EXPECT_EQ(FakeTrap::calls(), (std::vector<FakeTrap::Call>{{kOwn1, 1, 5}}));
-  EXPECT_EQ(oper(1, 5)->masterIpAddr(), kOwn1);
-  // The interface reactors made during construction wait for it to finish.
-  const auto& lines = trace.lines();
-  auto initialized =
-      std::find(lines.begin(), lines.end(), "void FhrpSnmp::VrrpMibSm::handleInitialized()");
-  auto created = std::find_if(lines.begin(), lines.end(), [](const std::string& l) {
-    return l.starts_with("Creating VrrpMibEntrySm");
-  });
-  EXPECT_LT(initialized, created);
-  EXPECT_EQ(trace.count("Creating VrrpMibEntrySm"), 3u);
-}
-
-TEST_F(VrrpMibSmTest, RetiresMachinesWithTheirConfigOrStatus) {
-  threeRouters();
-  auto sm = machine();
-  intfConfig(eth1)->virtualRouterConfigDel(6);
-  EXPECT_FALSE(oper(1, 6));
-  EXPECT_TRUE(trace.contains("Deleting VrrpMibEntrySm, intfId=Ethernet1 vrId=6"));
-
-  intfStatusV4(eth2)->vrStatusDel(5);
-  EXPECT_FALSE(oper(2, 5));
-
-  trace.clear();
-  vrConfig(eth1, 6);
-  vrrpConfig->vrrpIntfConfigDel(eth1);  // the whole interface
-  EXPECT_EQ(trace.count("Deleting VrrpMibEntrySm, intfId=Ethernet1"), 2u);
-  EXPECT_TRUE(trace.contains("handleInterface( Ethernet1 )"));
-  EXPECT_FALSE(sm->vrIntfConfig(eth1));
-  EXPECT_EQ(rows(), 0u);
-
-  // Interface records come back: so do the machines.
-  vrConfig(eth1, 5);
-  EXPECT_TRUE(sm->vrrpMibEntrySm(VrrpMibEntrySmId(eth1, 5)));
-  vrrpStatus->vrIntfStatusDel(eth1);
-  EXPECT_TRUE(sm->vrrpMibEntrySm().empty());
-}
-
-TEST_F(VrrpMibSmTest, ClearingAWholeCollectionRetiresItsMachines) {
-  threeRouters();
-  ipAddr(eth1, kOwn1);
-  auto sm = machine();
-  intfConfig(eth1)->virtualRouterConfigDelAll();
-  EXPECT_EQ(sm->vrIdsOf(eth1).size(), 0u);
-  intfStatusV4(eth2)->vrStatusDelAll();
-  EXPECT_TRUE(sm->vrrpMibEntrySm().empty());
-  EXPECT_EQ(rows(), 0u);
-
-  vrConfig(eth1, 5);
-  ip->ipIntfStatusDelAll();
-  EXPECT_EQ(sm->vrrpMibEntrySm(VrrpMibEntrySmId(eth1, 5))->physicalIpAddr(), IpAddr());
-  EXPECT_FALSE(sm->ipIntfStatus(eth1));
-}
-
 TEST_F(VrrpMibSmTest, PushesThePhysicalAddressAndItsLoss) {
   threeRouters();
   auto sm = machine();
@@ -140,54 +83,17 @@ TEST_F(VrrpMibSmTest, PushesThePhysicalAddressAndItsLoss) {
   EXPECT_EQ(sm->vrrpMibEntrySm(VrrpMibEntrySmId(eth2, 5))->physicalIpAddr(), IpAddr());
 }
 
-TEST_F(VrrpMibSmTest, HandlersActOnlyOnceInitialized) {
-  threeRouters();
-  auto sm = machine();
-  sm->initializedIs(false);
-  ipAddr(eth1, kOwn1);
-  EXPECT_FALSE(trace.contains("Changing physical address"));
-  vrrpStatus->vrIntfStatusDel(eth2);
-  EXPECT_TRUE(sm->vrrpMibEntrySm(VrrpMibEntrySmId(eth2, 5)));
-  // Without VRRP status for the interface, its machines get no address pushed.
-  sm->initializedIs(true);
-  sm->handleIpStatus(eth2);
-  EXPECT_FALSE(trace.contains("Changing physical address of Ethernet2"));
-  sm->handleInterface();
-  EXPECT_FALSE(sm->vrrpMibEntrySm(VrrpMibEntrySmId(eth2, 5)));
-}
-
-TEST_F(VrrpMibSmTest, NotificationsSwitchTogetherAndDestructionLeavesRows) {
-  threeRouters();
-  auto sm = machine();
-  sm->hasNotificationActiveIs(false);
-  vrStatus(eth1, 7, FhrpState::backup);
-  vrConfig(eth1, 7);
-  EXPECT_FALSE(sm->vrrpMibEntrySm(VrrpMibEntrySmId(eth1, 7)));
-  sm->hasNotificationActiveIs(true);
-  intfConfig(eth1)->virtualRouterConfigDel(7);
-  vrConfig(eth1, 7);
-  EXPECT_TRUE(sm->vrrpMibEntrySm(VrrpMibEntrySmId(eth1, 7)));
-
-  const size_t before = rows();
-  sm = nullptr;
-  vrrpConfig->vrrpIntfConfigDel(eth1);
-  EXPECT_EQ(rows(), before);
-  EXPECT_EQ(vrrpConfig->notifieeCount(), 0u);
-  EXPECT_EQ(intfStatusV4(eth1)->notifieeCount(), 0u);
-  EXPECT_EQ(intfStatusV4(eth1)->vrStatus(5)->notifieeCount(), 0u);  // the entry machines' too
-}
-
 TEST_F(VrrpMibSmTest, RefusesNullRecords) {
   auto sm = machine();
-  EXPECT_EQ(rangeError([&] { sm->ipIntfStatusIs(nullptr); }),
-            "null _ipIntfStatus parameter to mutator for FhrpSnmp::VrrpMibSm::ipIntfStatus not "
-            "allowed\"");
-  EXPECT_EQ(rangeError([&] { sm->vrIntfConfigIs(nullptr); }),
-            "null _vrIntfConfig parameter to mutator for FhrpSnmp::VrrpMibSm::vrIntfConfig not "
-            "allowed\"");
-  EXPECT_EQ(rangeError([&] { sm->vrIntfStatusIs(nullptr); }),
-            "null _vrIntfStatus parameter to mutator for FhrpSnmp::VrrpMibSm::vrIntfStatus not "
-            "allowed\"");
+  const std::pair<std::function<void()>, const char*> cases[] = {
+      {[&] { sm->ipIntfStatusIs(nullptr); }, "ipIntfStatus"},
+      {[&] { sm->vrIntfConfigIs(nullptr); }, "vrIntfConfig"},
+      {[&] { sm->vrIntfStatusIs(nullptr); }, "vrIntfStatus"}};
+  for (const auto& [call, name] : cases) {
+    EXPECT_EQ(rangeError(call), "null _" + std::string(name) +
+                                    " parameter to mutator for FhrpSnmp::VrrpMibSm::" + name +
+                                    " not allowed\"");
+  }
 }
 
 }  // namespace

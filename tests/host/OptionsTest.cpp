@@ -26,27 +26,40 @@ TEST(OptionsTest, DefaultsAndRepeatableFlags) {
   EXPECT_TRUE(o.notifications);
   EXPECT_FALSE(o.agentx());
   o = parse({"--state=s.json", "--trap-sink", "127.0.0.1:162", "--trap-sink=127.0.0.1:1162",
-             "--context", "mgmt", "--notifications", "off", "--agentx", "/run/agentx"});
+             "--notifications", "off", "--trace", "Snmp/0-2,Zentra"});
   EXPECT_EQ(o.trapSinks, (std::vector<std::string>{"127.0.0.1:162", "127.0.0.1:1162"}));
-  EXPECT_EQ(o.contexts, std::vector<std::string>{"mgmt"});
   EXPECT_FALSE(o.notifications);
-  EXPECT_TRUE(o.agentx());
+  EXPECT_TRUE(parse({"--state", "s", "--agentx", "/run/agentx"}).agentx());
   EXPECT_TRUE(parse({"--help"}).help);
   EXPECT_TRUE(parse({"--state", "s"}).serveCommunity);
   EXPECT_FALSE(parse({"--state", "s", "--no-community"}).serveCommunity);
+  EXPECT_EQ(parse({"--frr"}).frrVtyDirectory, "/var/run/frr");
+  EXPECT_EQ(parse({"--frr", "--frr-vty", "/run/frr/a"}).frrVtyDirectory, "/run/frr/a");
 }
 
 TEST(OptionsTest, BadArgumentsAreOneClearLine) {
-  EXPECT_EQ(error({}), "--state FILE is required");
-  EXPECT_EQ(error({"--state"}), "option --state needs a value");
-  EXPECT_EQ(error({"--state", "s", "--bogus"}), "unknown argument '--bogus'");
-  EXPECT_EQ(error({"--state", "s", "--notifications", "maybe"}),
-            "--notifications takes on or off, not 'maybe'");
-  EXPECT_EQ(error({"--state", "s", "--listen", "udp:1", "--agentx", "/x"}),
-            "--listen and --agentx exclude each other");
-  EXPECT_EQ(error({"--state", ""}), "option --state needs a non-empty value");
-  EXPECT_EQ(error({"--state", "s", "--no-community", "--community", "c"}),
-            "--community and --no-community exclude each other");
+  const std::string underAgentx =
+      " does not apply under --agentx: the master's communities and "
+      "sinks do";
+  const std::vector<std::pair<std::vector<const char*>, std::string>> cases = {
+      {{}, "--state FILE or --frr is required"},
+      {{"--state", "s", "--frr"}, "--state and --frr exclude each other"},
+      {{"--state", "s", "--frr-vty", "/d"}, "--frr-vty needs --frr"},
+      {{"--state"}, "option --state needs a value"},
+      {{"--state", "s", "--bogus"}, "unknown argument '--bogus'"},
+      {{"--state", "s", "--notifications", "maybe"},
+       "--notifications takes on or off, not 'maybe'"},
+      {{"--state", "s", "--listen", "udp:1", "--agentx", "/x"},
+       "--listen and --agentx exclude each other"},
+      {{"--state", ""}, "option --state needs a non-empty value"},
+      {{"--state", "s", "--no-community", "--community", "c"},
+       "--community and --no-community exclude each other"},
+      {{"--state", "s", "--agentx", "/x", "--community", "c"}, "--community" + underAgentx},
+      {{"--state", "s", "--agentx", "/x", "--no-community"}, "--no-community" + underAgentx},
+      {{"--state", "s", "--agentx", "/x", "--trap-sink", "h:162"}, "--trap-sink" + underAgentx},
+      {{"--state", "s", "--trace", "Snmp/1,Nope/2"},
+       "--trace: unknown handle 'Nope' (known: Snmp, FhrpSnmpEntry, Zentra, Sources, *)"}};
+  for (const auto& [args, message] : cases) EXPECT_EQ(error(args), message);
 }
 
 }  // namespace

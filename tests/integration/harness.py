@@ -23,6 +23,9 @@ GEN_STATE = os.environ.get("FHRP_GEN_STATE", "build/tools/gen-state")
 SOURCE_DIR = Path(os.environ.get("FHRP_SOURCE_DIR", Path(__file__).resolve().parents[2]))
 SANITIZED = os.environ.get("FHRP_SANITIZED") == "1"
 LAB_JSON = SOURCE_DIR / "examples" / "lab.json"
+# How far the resident size may grow once warmed up: allocator caches settle, a leak of a few
+# bytes per request does not. Wider under the sanitizers, whose allocator keeps more.
+RSS_SLACK_KB = 12 * 1024 if SANITIZED else 2 * 1024
 
 VRRP = ".1.3.6.1.2.1.68"
 OPER_TABLE = VRRP + ".1.3"
@@ -97,6 +100,24 @@ class Proc:
                 os.kill(self.pid, signal.SIGKILL)
         return self._popen.wait()
 
+    def count(self, text):
+        """How many lines of the log hold `text`."""
+        return sum(text in line for line in self.log().splitlines())
+
+    def _proc_field(self, file, name):
+        for line in Path(f"/proc/{self.pid}/{file}").read_text().splitlines():
+            if line.startswith(name + ":"):
+                return int(line.split()[1])
+        return 0
+
+    def rss_kb(self):
+        """Resident size in KiB."""
+        return self._proc_field("status", "VmRSS")
+
+    def bytes_read(self):
+        """Every byte it read so far, files and sockets."""
+        return self._proc_field("io", "rchar")
+
     def cpu_seconds(self):
         """User plus system CPU time so far, from /proc."""
         fields = Path(f"/proc/{self.pid}/stat").read_text().rsplit(")", 1)[1].split()
@@ -146,19 +167,64 @@ def parse_varbinds(text):
     return result
 
 
+def run_tool(tool, agent, *args, community="public", options=(), env=None):
+    """One of net-snmp's tools against `agent`, run to its end (a subprocess.CompletedProcess);
+    later options override the defaults here."""
+    argv = [tool, "-On", "-Oe", "-t", "2", "-r", "2", "-v2c", "-c", community, *options, agent,
+            *args]
+    return subprocess.run(argv, capture_output=True, text=True,
+                          env=env or tool_env(tempfile.gettempdir()), timeout=600)
+
+
 def snmp(tool, agent, *args, community="public", options=(), env=None, check=True):
     """Runs one of net-snmp's tools against `agent` and returns its bindings; a walk's closing
     endOfMibView is left out."""
-    argv = [tool, "-On", "-Oe", "-t", "2", "-r", "2", "-v2c", "-c", community, *options, agent,
-            *args]
-    done = subprocess.run(argv, capture_output=True, text=True,
-                          env=env or tool_env(tempfile.gettempdir()), timeout=600)
+    done = run_tool(tool, agent, *args, community=community, options=options, env=env)
     if check and done.returncode != 0:
-        raise AssertionError(f"{' '.join(argv)}: exit {done.returncode}\n{done.stderr}")
+        raise AssertionError(f"{' '.join(done.args)}: exit {done.returncode}\n{done.stderr}")
     vbs = parse_varbinds(done.stdout)
     if "walk" in tool and vbs and vbs[-1][1] == "endOfMibView":
         vbs.pop()
     return vbs
+
+
+def oid_key(oid):
+    return tuple(int(x) for x in oid.strip(".").split("."))
+
+
+def in_order(vbs, root=VRRP):
+    """Whether every OID lies below `root` and follows the one before."""
+    keys = [oid_key(oid) for oid, _, _ in vbs]
+    return keys == sorted(set(keys)) and all(oid.startswith(root + ".") for oid, _, _ in vbs)
+
+
+def masked(vbs):
+    """Up times are computed when read: two walks agree on everything else."""
+    return [(oid, kind, "(ticks)" if kind == "Timeticks" else value) for oid, kind, value in vbs]
+
+
+def vr(state="backup", src="0.0.0.0", addrs=(), version=2, priority=100, up_since=0.0,
+       inactive=()):
+    """One virtual router of a state document, its configuration and its status; `inactive`
+    addresses are listed as false."""
+    return {"version": version, "priority": priority}, {
+        "state": state, "priority": priority, "srcAddr": src, "upSince": float(up_since),
+        "ipAddrs": {**dict.fromkeys(addrs, True), **dict.fromkeys(inactive, False)}}
+
+
+def state_doc(interfaces):
+    """A state document from {name: (ifIndex, "address/length", {vrId: vr(...)})}; an ifIndex or
+    address of None leaves the interface out of that part of the document."""
+    doc = {"interfaces": {}, "ip": {}, "vrrpConfig": {}, "vrrpStatus": {}}
+    for name, (index, ip, routers) in interfaces.items():
+        if index is not None:
+            doc["interfaces"][name] = {"ifIndex": index}
+        if ip:
+            doc["ip"][name] = {"activeAddrWithMask": ip}
+        doc["vrrpConfig"][name] = {str(v): r[0] for v, r in routers.items()}
+        doc["vrrpStatus"][name] = {str(v): dict(r[1], virtualMacAddr=f"00:00:5e:00:01:{v:02x}")
+                                   for v, r in routers.items()}
+    return json.dumps(doc, indent=1)
 
 
 def get(agent, *oids, timeout=1.0, community="public"):
@@ -180,6 +246,10 @@ class Daemon(Proc):
     """fhrp-snmpd; `address` is its listening address when it listens."""
     address = None
     state_path = None
+
+    def write_state(self, text):
+        """In place, as a careless editor would."""
+        self.state_path.write_text(text)
 
     def replace_state(self, text):
         """As a publisher should: written aside, then renamed over the document."""
@@ -230,7 +300,10 @@ class Lab:
         return path
 
     def spawn(self, argv, name, env=None, wait_for=None, timeout=10.0, cls=Proc, cwd=None):
-        proc = cls(argv, self.dir / f"{name}.log", env=env or self.env, cwd=cwd or self.dir)
+        # A second process of the same name gets a log of its own.
+        used = sum(1 for p in self._procs if p.log_path.stem.split(".")[0] == name)
+        log = self.dir / (f"{name}.{used}.log" if used else f"{name}.log")
+        proc = cls(argv, log, env=env or self.env, cwd=cwd or self.dir)
         self._procs.append(proc)
         if wait_for and not proc.wait_for(wait_for, timeout):
             raise AssertionError(f"{name} did not log {wait_for!r}:\n{proc.describe()}")
@@ -247,7 +320,10 @@ class Lab:
         on a free loopback port unless `listen` is False; waits for its ready line."""
         denv = dict(env or self.env, SNMP_PERSISTENT_DIR=str(self.dir / "persist"))
         if SANITIZED:
-            denv.update(ASAN_OPTIONS="detect_leaks=1:exitcode=23:quarantine_size_mb=8",
+            # Freed memory is held back only briefly, so that the resident size still means
+            # something.
+            denv.update(ASAN_OPTIONS="detect_leaks=1:exitcode=23:quarantine_size_mb=8:"
+                                     "thread_local_quarantine_size_kb=64",
                         UBSAN_OPTIONS="halt_on_error=1:print_stacktrace=1")
         path = self.state(state) if state is not False else None
         for attempt in range(3):
@@ -291,7 +367,7 @@ class Lab:
         env = dict(self.env, SNMP_PERSISTENT_DIR=str(self.dir / "trapd-persist"))
         for attempt in range(3):
             port = free_port()
-            log = self.dir / f"traps-{attempt}.log"
+            log = self.dir / f"traps-{port}.log"
             proc = self.spawn(["snmptrapd", "-f", "-C", "-c", conf, "-Lf", log, "-n", "-On",
                                "-F", f"{_RS}%V{_US}%v{_RS}\n", f"udp:127.0.0.1:{port}"],
                               f"snmptrapd-{attempt}", env=env, cls=Trapd)

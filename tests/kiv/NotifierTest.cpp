@@ -45,23 +45,6 @@ struct NotifierTest : ::testing::Test {
   Kiv::Ptr<Logger> logger(const std::string& tag) { return Kiv::make<Logger>(rec, tag, &log); }
 };
 
-TEST_F(NotifierTest, DeliversPerAttributePerMemberAndWholeCollectionInRegistrationOrder) {
-  auto a = logger("a"), b = logger("b");
-  rec->priorityIs(100);  // unchanged: nobody is told
-  rec->priorityIs(7);
-  rec->addrsIs(3, true);
-  rec->addrsIs(3, true);  // unchanged member
-  rec->addrsIs(3, false);
-  rec->addrsDel(3);
-  rec->addrsDel(3);  // absent
-  rec->addrsIs(4, true);
-  rec->addrsDelAll();
-  EXPECT_EQ(log, (std::vector<std::string>{"a:priority", "b:priority", "a:addrs[3]", "b:addrs[3]",
-                                           "a:addrs[3]", "b:addrs[3]", "a:addrs[3]", "b:addrs[3]",
-                                           "a:addrs[4]", "b:addrs[4]", "a:addrs", "b:addrs"}));
-  EXPECT_TRUE(rec->addrs().empty());
-}
-
 TEST_F(NotifierTest, SnapshotIgnoresReactorsAddedAndSkipsReactorsRemovedDuringDelivery) {
   auto a = logger("a"), b = logger("b"), c = logger("c");
   Kiv::Ptr<Logger> late;

@@ -58,48 +58,6 @@ TEST(ConversionsTest, IntegerLikeValuesKeepTheir32BitMeaningInNetSnmp) {
   EXPECT_LT(SecondsToTimeTicks(-std::numeric_limits<double>::infinity(), buf, 4), 0);
 }
 
-TEST(ConversionsTest, EncodersWriteTheirBytesIntoAnExactFitAndRefuseLessRoom) {
-  struct Ip {
-    U32 value() const { return 0xC0000201; }  // 192.0.2.1
-  };
-  struct Eth {
-    const std::array<U8, 6>& bytes() const { return b; }
-    std::array<U8, 6> b{0x00, 0x00, 0x5e, 0x00, 0x01, 0x05};
-  };
-  using Encode = std::function<S32(unsigned char*, S32)>;
-  const auto encoding = [](auto encoder, auto value) {
-    return Encode([=](unsigned char* buf, S32 capacity) { return encoder(value, buf, capacity); });
-  };
-  const unsigned one = 1;
-  const std::string nativeOne(reinterpret_cast<const char*>(&one), sizeof one);
-  const std::string ip("\xC0\x00\x02\x01", 4);
-  const std::pair<Encode, std::string> encoders[] = {
-      {encoding(S32ToAsnInteger, 1), nativeOne},
-      {encoding(U32ToAsnUnsigned, 1u), nativeOne},
-      {encoding(BoolToAsnInteger, true), nativeOne},
-      {encoding(SecondsToTimeTicks, 0.01), nativeOne},
-      {encoding(StringToAsnOctetString, Kiv::String8("a\0b", 3)), {"a\0b", 3}},
-      {encoding(StringToAsnOctetString, Kiv::String8()), ""},
-      {encoding(U32ToAsnIpAddress, 0xC0000201u), ip},
-      {encoding(LirexIpAddrToAsnOctetString, Ip{}), ip},
-      {encoding(LirexEthAddrToAsnOctetString, Eth{}), {"\x00\x00\x5e\x00\x01\x05", 6}},
-  };
-  std::array<unsigned char, 8> untouched;
-  untouched.fill(0xAA);
-  for (size_t i = 0; i < std::size(encoders); ++i) {
-    const auto& [encode, bytes] = encoders[i];
-    const S32 width = static_cast<S32>(bytes.size());
-    auto buf = untouched;
-    EXPECT_LT(encode(nullptr, 8), 0) << "case " << i;
-    EXPECT_LT(encode(buf.data(), width - 1), 0) << "case " << i;
-    EXPECT_LT(encode(buf.data(), -1), 0) << "case " << i;
-    EXPECT_EQ(buf, untouched) << "case " << i;
-    ASSERT_EQ(encode(buf.data(), width), width) << "case " << i;
-    EXPECT_EQ(std::string(buf.begin(), buf.begin() + width), bytes) << "case " << i;
-    EXPECT_EQ(buf[width], 0xAA) << "case " << i;
-  }
-}
-
 TEST(ConversionsTest, DecodersRejectMissingAndOutOfRangeValues) {
   Var var;
   EXPECT_THROW(AsnIntegerToS32(nullptr), Kiv::RangeException);

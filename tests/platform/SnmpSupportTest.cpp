@@ -1,11 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <vector>
 
 #include "kiv/Exception.h"
-#include "platform/Snmp/HandlerRegistration.h"
 #include "platform/Snmp/Oid.h"
 #include "platform/Snmp/SnmpUtil.h"
 
@@ -23,26 +21,6 @@ TEST(OidTest, AppendToOidFillsTheBufferThenRaises) {
               ThrowsMessage<Kiv::RangeException>(
                   "cannot append 7 to an OID of 3 sub-identifiers (maximum 3)"));
   EXPECT_EQ(Snmp::oidToString(buf, 0), "");
-}
-
-struct RecordingRegistration : Snmp::HandlerRegistration {
-  RecordingRegistration(std::vector<std::string>* log, std::string name) : log(log), name(name) {}
-  void initHandler(Kiv::String8 context) override { log->push_back(name + "@" + context); }
-  std::vector<std::string>* log;
-  std::string name;
-};
-
-TEST(HandlerRegistrationTest, InitHandlersRunsEveryLiveRegistrationInOrder) {
-  const size_t before = Snmp::handlerRegistrations().size();
-  std::vector<std::string> log;
-  RecordingRegistration a(&log, "a"), b(&log, "b");
-  auto registreeA = std::make_unique<Snmp::AutoRegistree>(&a);
-  Snmp::AutoRegistree registreeB(&b);
-  Snmp::initHandlers("blue");
-  registreeA.reset();
-  Snmp::initHandlers("");
-  EXPECT_EQ(log, (std::vector<std::string>{"a@blue", "b@blue", "b@"}));
-  EXPECT_EQ(Snmp::handlerRegistrations().size(), before + 1);
 }
 
 TEST(ConfigTest, NotificationStatusExplainsEveryReasonNotToSend) {

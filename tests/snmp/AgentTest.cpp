@@ -88,21 +88,6 @@ class AgentTest : public ::testing::Test {
   InProcessAgent& agent = InProcessAgent::instance();
 };
 
-TEST_F(AgentTest, ScalarsAnswerTheirConstants) {
-  Response r = agent.get({kNotificationCntl, kNodeVersion});
-  ASSERT_EQ(r.errorStatus, SNMP_ERR_NOERROR);
-  ASSERT_EQ(r.varBinds.size(), 2u);
-  EXPECT_EQ(r.varBinds[0].type, ASN_INTEGER);
-  EXPECT_EQ(r.varBinds[0].integer, 1);
-  EXPECT_EQ(r.varBinds[1].type, ASN_INTEGER);
-  EXPECT_EQ(r.varBinds[1].integer, 2);
-
-  Response next = agent.getNext({kVrrpMib});
-  ASSERT_EQ(next.varBinds.size(), 1u);
-  EXPECT_EQ(next.varBinds[0].name, kNodeVersion);
-  EXPECT_EQ(agent.get({{1, 3, 6, 1, 2, 1, 68, 1, 1, 1}}).varBinds[0].type, SNMP_NOSUCHINSTANCE);
-}
-
 TEST_F(AgentTest, EverySetIsRefusedAsNotWritable) {
   addOperRows({{1, 1}});
   mib.assoIpAddrTableIs(VrrpIpIndex(1, 1, IpAddr(10, 0, 0, 1)));
@@ -124,8 +109,8 @@ TEST_F(AgentTest, EverySetIsRefusedAsNotWritable) {
   EXPECT_EQ(mib.operTable(VrrpIndex(9, 9)), nullptr);
 
   // A PDU with several varbinds fails as a whole.
-  FhrpTest::VarBind priority{oper(5, 1, 1), ASN_INTEGER, 200, {}, {}, 0};
-  FhrpTest::VarBind preempt{oper(12, 1, 1), ASN_INTEGER, 2, {}, {}, 0};
+  const FhrpTest::VarBind priority{.name = oper(5, 1, 1), .type = ASN_INTEGER, .integer = 200};
+  const FhrpTest::VarBind preempt{.name = oper(12, 1, 1), .type = ASN_INTEGER, .integer = 2};
   EXPECT_EQ(agent.set({priority, preempt}).errorStatus, SNMP_ERR_NOTWRITABLE);
 }
 
@@ -164,16 +149,6 @@ TEST_F(AgentTest, OperColumnsAreEncodedAsTheMibSays) {
   EXPECT_TRUE(col(10).octets.empty()) << "the key is never disclosed";
   EXPECT_EQ(col(13).type, ASN_TIMETICKS);
   EXPECT_EQ(col(13).integer, 1250);
-}
-
-TEST_F(AgentTest, ARowWithoutRecordsReportsZerosAndMaster) {
-  addOperRows({{3, 1}});
-  Response r = getRow(3, 1);
-  EXPECT_EQ(r.varBinds.at(2).octets, std::vector<u_char>(6, 0));
-  EXPECT_EQ(r.varBinds.at(3).integer, 3) << "state 0 is reported as master";
-  EXPECT_EQ(r.varBinds.at(4).integer, 2) << "no configuration: admin down";
-  EXPECT_EQ(r.varBinds.at(9).integer, 1);
-  EXPECT_EQ(r.varBinds.at(13).integer, 0);
 }
 
 TEST_F(AgentTest, InvalidColumnsAndMissingRows) {

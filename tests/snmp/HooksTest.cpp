@@ -107,54 +107,43 @@ class HooksTest : public ::testing::Test {
   Kiv::TraceCapture trace{"Snmp"};
 };
 
+// A hint naming a row exactly starts the walk there; anything else starts it at the first row,
+// and the iterator's own comparison finds the answer.
 TEST_F(HooksTest, AHintNamingARowStartsThereOtherwiseTheWalkStartsAtTheFirstRow) {
-  EXPECT_EQ(first(kOper, nullptr), "1.1");
-  EXPECT_EQ(trace.lines().front(),
-            "vrrpOperTable_get_first_data_point - *hint = null, number_indexes = 0");
-  EXPECT_TRUE(trace.contains("vrrpOperTableIterationHelper - iterator has another value: vrId=1"));
-
-  VarList row, noRow, past;
-  row.integer(2).integer(3);
-  noRow.integer(2).integer(4);
-  past.integer(9).integer(9);
-  trace.clear();
-  EXPECT_EQ(first(kOper, &row, 2), "2.3");
-  EXPECT_TRUE(trace.contains("hint component ifIndex is '2'"));
-  EXPECT_TRUE(trace.contains("hint component vrrpOperVrId is '3'"));
-  EXPECT_TRUE(trace.contains("hintMatched=1"));
-
-  // Not even a greater row is used: the iterator's own comparison finds the answer.
-  trace.clear();
-  EXPECT_EQ(first(kOper, &noRow, 2), "1.1");
-  EXPECT_TRUE(trace.contains("vrrpOperTable_get_first_data_point - key '" +
-                             FhrpSnmp::valueToStrep(VrrpIndex(2, 4)) + "' not found in table"));
-  EXPECT_TRUE(trace.contains("hintMatched=0"));
-  EXPECT_EQ(first(kOper, &past, 2), "1.1");
-
-  // Another count (a partial index, or another table's) is not read at all.
-  trace.clear();
-  EXPECT_EQ(first(kOper, &row, 1), "1.1");
-  EXPECT_EQ(first(kOper, &row, 3), "1.1");
-  EXPECT_FALSE(trace.contains("hint component"));
-  EXPECT_FALSE(trace.contains("needed"));
-  EXPECT_EQ(trace.count("hintMatched=0"), 2u);
-}
-
-TEST_F(HooksTest, AssociatedAddressHintsNeedAllThreeComponents) {
-  VarList row, partial, noRow;
-  row.integer(1).integer(5).add(ASN_IPADDRESS, {10, 0, 0, 2});
-  partial.integer(2).integer(1);
-  noRow.integer(1).integer(5).add(ASN_IPADDRESS, {10, 0, 0, 3});
-  EXPECT_EQ(first(kAsso, &row, 3), "1.5.10.0.0.2") << "the address is four sub-identifiers";
-  EXPECT_TRUE(trace.contains("hint component vrrpAssoIpAddr is '10.0.0.2'"));
-  EXPECT_TRUE(trace.contains("hintMatched=1"));
-  EXPECT_TRUE(trace.contains(
-      "vrrpAssoIpAddrTableIterationHelper - iterator has another value: ipAddr=10.0.0.2"));
-  EXPECT_EQ(first(kAsso, &partial, 2), "1.5.10.0.0.1");
-  EXPECT_EQ(first(kAsso, &noRow, 3), "1.5.10.0.0.1");
-  EXPECT_TRUE(trace.contains("vrrpAssoIpAddrTable_get_first_data_point - key '" +
-                             FhrpSnmp::valueToStrep(VrrpIpIndex(1, 5, IpAddr(10, 0, 0, 3))) +
-                             "' not found in table"));
+  struct Case {
+    const TableHooks* table;
+    std::function<void(VarList&)> build;  // none: no hint at all
+    unsigned count;
+    const char* start;
+  };
+  const auto oper = [](long ifIndex, long vrId) {
+    return [=](VarList& h) { h.integer(ifIndex).integer(vrId); };
+  };
+  const auto asso = [](long ifIndex, long vrId, u_char last) {
+    return [=](VarList& h) {
+      h.integer(ifIndex).integer(vrId).add(ASN_IPADDRESS, {10, 0, 0, last});
+    };
+  };
+  const Case cases[] = {
+      {&kOper, nullptr, 0, "1.1"},
+      {&kOper, oper(2, 3), 2, "2.3"},
+      {&kOper, oper(2, 4), 2, "1.1"},  // not even the greater row 7.12 is used
+      {&kOper, oper(9, 9), 2, "1.1"},
+      {&kOper, oper(2, 3), 1, "1.1"},  // a partial index
+      {&kOper, oper(2, 3), 3, "1.1"},
+      {&kAsso, asso(1, 5, 2), 3, "1.5.10.0.0.2"},  // the address is four sub-identifiers
+      {&kAsso, oper(2, 1), 2, "1.5.10.0.0.1"},
+      {&kAsso, asso(1, 5, 3), 3, "1.5.10.0.0.1"},
+  };
+  for (size_t i = 0; i < std::size(cases); ++i) {
+    const Case& c = cases[i];
+    VarList hint;
+    if (c.build) c.build(hint);
+    trace.clear();
+    EXPECT_EQ(first(*c.table, c.build ? &hint : nullptr, c.count), c.start) << "case " << i;
+    const bool matched = std::string(c.start) != (c.table == &kOper ? "1.1" : "1.5.10.0.0.1");
+    EXPECT_TRUE(trace.contains(matched ? "hintMatched=1" : "hintMatched=0")) << "case " << i;
+  }
 }
 
 TEST_F(HooksTest, MalformedHintsAreTracedAndTheWalkStartsAtTheFirstRow) {

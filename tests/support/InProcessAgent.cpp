@@ -42,9 +42,6 @@ VarBind toVarBind(const netsnmp_variable_list* v) {
     case ASN_OBJECT_ID:
       vb.objid.assign(v->val.objid, v->val.objid + v->val_len / sizeof(oid));
       break;
-    case ASN_COUNTER64:
-      vb.counter64 = (std::uint64_t{v->val.counter64->high} << 32) | v->val.counter64->low;
-      break;
     default:
       break;
   }
@@ -67,23 +64,6 @@ std::string toString(const Oid& name) {
     text += std::to_string(sub);
   }
   return text;
-}
-
-std::ostream& operator<<(std::ostream& os, const VarBind& vb) {
-  os << toString(vb.name) << " type 0x" << std::hex << int(vb.type) << std::dec;
-  switch (vb.type) {
-    case ASN_OCTET_STR:
-      return os << " \"" << vb.text() << '"';
-    case ASN_OBJECT_ID:
-      return os << ' ' << toString(vb.objid);
-    case ASN_NULL:
-    case SNMP_NOSUCHOBJECT:
-    case SNMP_NOSUCHINSTANCE:
-    case SNMP_ENDOFMIBVIEW:
-      return os;
-    default:
-      return os << ' ' << vb.integer;
-  }
 }
 
 InProcessAgent& InProcessAgent::instance() {
@@ -155,15 +135,6 @@ Response InProcessAgent::set(const Oid& name, u_char type, long value, const std
   vb.name = name;
   vb.type = type;
   vb.integer = value;
-  return set(std::vector<VarBind>{vb}, context);
-}
-
-Response InProcessAgent::set(const Oid& name, u_char type, std::string_view octets,
-                             const std::string& context) {
-  VarBind vb;
-  vb.name = name;
-  vb.type = type;
-  vb.octets.assign(octets.begin(), octets.end());
   return set(std::vector<VarBind>{vb}, context);
 }
 

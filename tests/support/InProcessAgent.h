@@ -29,10 +29,9 @@ using Oid = std::vector<oid>;
 struct VarBind {
   Oid name;
   u_char type = ASN_NULL;
-  long integer = 0;            // INTEGER, Unsigned32, Gauge32, Counter32, TimeTicks
-  std::vector<u_char> octets;  // OCTET STRING, IpAddress, Opaque
-  Oid objid;                   // OBJECT IDENTIFIER
-  std::uint64_t counter64 = 0;
+  long integer = 0;                 // INTEGER, Unsigned32, Gauge32, Counter32, TimeTicks
+  std::vector<u_char> octets = {};  // OCTET STRING, IpAddress, Opaque
+  Oid objid = {};                   // OBJECT IDENTIFIER
 
   std::string text() const { return std::string(octets.begin(), octets.end()); }
   // noSuchObject, noSuchInstance or endOfMibView.
@@ -48,7 +47,6 @@ struct Response {
 };
 
 std::string toString(const Oid& name);  // ".1.3.6.1"
-std::ostream& operator<<(std::ostream& os, const VarBind& vb);
 
 class InProcessAgent {
  public:
@@ -66,19 +64,13 @@ class InProcessAgent {
   Response walk(const Oid& root, const std::string& context = {});
   Response bulkWalk(const Oid& root, long maxRepetitions, const std::string& context = {});
 
-  // Integer-like types take value; octet-string-like types and OBJECT IDENTIFIER use the
-  // VarBind form.
+  // Integer-like types take value; other types use the VarBind form.
   Response set(const Oid& name, u_char type, long value, const std::string& context = {});
-  Response set(const Oid& name, u_char type, std::string_view octets,
-               const std::string& context = {});
   Response set(const std::vector<VarBind>& varBinds, const std::string& context = {});
 
   // One non-blocking pass of the agent's event loop (agent_check_and_process(0)): runs
   // due alarms.
   void runEventLoopOnce();
-
-  // The private directory (configuration and persistent state).
-  const std::string& directory() const { return directory_; }
 
  private:
   InProcessAgent();

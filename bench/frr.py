@@ -1,0 +1,153 @@
+#!/usr/bin/python3
+"""Figures for fhrp-snmpd --frr against real FRR in two network namespaces (root only):
+
+  failover  the time from vrrpd's transition (its log line, microsecond timestamps) to the MIB
+            showing it (the agent's Sources/1 trace line, written once the snapshot is applied)
+            and to the new-master notification arriving at a receiver in the same namespace;
+  idle      the agent's CPU (utime + stime from /proc) while it follows 255 routers.
+
+    sudo bench/frr.py [--failovers 12] [--background 0] [--idle-seconds 30] [--routers 255]
+
+It uses the integration tests' FRR lab (tests/integration/frr_lab.py): every process is ended
+by its PID and the namespaces are deleted at the end."""
+import argparse
+import datetime
+import os
+import statistics
+import sys
+import time
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parents[1]
+sys.path.insert(0, str(ROOT / "tests" / "integration"))
+os.environ.setdefault("FHRP_SNMPD", str(ROOT / "build" / "host" / "fhrp-snmpd"))
+
+import frr_lab  # noqa: E402
+from harness import Lab, wait_until  # noqa: E402
+
+
+def vrrpd_time(stamp):
+    """vrrpd logs local time; this machine's zone is the one it used."""
+    return datetime.datetime.strptime(stamp, "%Y/%m/%d %H:%M:%S.%f").timestamp()
+
+
+def published(agent):
+    """(time, masters) of each snapshot the agent applied."""
+    out = []
+    for line in agent.log().splitlines():
+        if line.startswith("Sources/1: published at "):
+            t, rest = line[len("Sources/1: published at "):].split(": ", 1)
+            out.append((float(t), int(rest.split(", ")[1].split()[0])))
+    return out
+
+
+def failover(args):
+    lab = Lab("frr-bench")
+    routers = [{"vrid": 10, "priority": {"here": 100, "there": 200}, "interval": 100,
+                "addresses": ["192.0.2.110"]}]
+    # Routers that stay put meanwhile, so that vrrpd has many to report.
+    routers += [{"vrid": v, "interval": 1000, "addresses": [f"198.51.{v // 200}.{v % 200 + 1}"],
+                 "priority": {"here": 200, "there": 100}}
+                for v in range(1, args.background + 2) if v != 10][:args.background]
+    frr = None
+    try:
+        frr = frr_lab.FrrLab(lab, routers)
+        here, there = frr.sides["here"], frr.sides["there"]
+        assert wait_until(lambda: (here.show_vrrp() or {}).get(10, {}).get("v4", {}).get(
+            "status") == "Backup", 30)
+        port = 16299
+        sink = lab.spawn(here.exec("/usr/bin/python3", "-u", "-c", RECEIVER, str(port)), "sink",
+                         wait_for="listening")
+        agent = frr.agent(port)
+        time.sleep(1)
+        mib, trap = [], []
+        for i in range(args.failovers):
+            for priority, state, masters in ((50, "Master", args.background + 1),
+                                             (200, "Backup", args.background)):
+                count = len(here.transitions(state))
+                there.configure(f"vrrp 10 priority {priority}")
+                assert wait_until(lambda: len(here.transitions(state)) > count, 5)
+                t0 = vrrpd_time(here.transitions(state)[-1][0])
+                assert wait_until(lambda: any(t >= t0 and m == masters
+                                              for t, m in published(agent)), 5), agent.log()
+                t_mib = min(t for t, m in published(agent) if t >= t0 and m == masters)
+                mib.append((state, (t_mib - t0) * 1000))
+                if state == "Master":
+                    assert wait_until(lambda: any(float(x) >= t0 for x in
+                                                  sink.log().split()[1:]), 5), sink.log()
+                    t_trap = min(float(x) for x in sink.log().split()[1:] if float(x) >= t0)
+                    trap.append((t_trap - t0) * 1000)
+                time.sleep(0.3)
+        for state in ("Master", "Backup"):
+            values = [v for s, v in mib if s == state]
+            print(f"to {state}: MIB after vrrpd's log line, ms: median "
+                  f"{statistics.median(values):.2f}, min {min(values):.2f}, "
+                  f"max {max(values):.2f} over {len(values)}")
+        print(f"(with {args.background} more routers)")
+        print(f"notification arrival after vrrpd's log line, ms: median "
+              f"{statistics.median(trap):.2f}, min {min(trap):.2f}, max {max(trap):.2f} over "
+              f"{len(trap)}")
+    finally:
+        lab.close()
+        if frr:
+            frr.close()
+
+
+def idle(args):
+    lab = Lab("frr-idle")
+    routers = [{"vrid": v, "interval": 1000, "addresses": [f"198.51.{v // 200}.{v % 200 + 1}"],
+                "priority": {"here": 200 if v % 2 else 100, "there": 100 if v % 2 else 200}}
+               for v in range(1, args.routers + 1)]
+    frr = None
+    try:
+        frr = frr_lab.FrrLab(lab, routers)
+        here = frr.sides["here"]
+        agent = frr.agent(16298)
+        def up():
+            routers = here.show_vrrp() or {}
+            return len(routers) == args.routers and \
+                all(r["v4"]["status"] != "Initialize" for r in routers.values())
+        assert wait_until(up, 60)
+        time.sleep(5)
+        before, t0 = agent.cpu_seconds(), time.monotonic()
+        time.sleep(args.idle_seconds)
+        used, elapsed = agent.cpu_seconds() - before, time.monotonic() - t0
+        print(f"idle with {args.routers} routers: {used:.2f} s CPU in {elapsed:.1f} s = "
+              f"{100 * used / elapsed:.2f}% of a core")
+        # Whole-MIB bulk walks by snmpbulkwalk (-Cr25) in the namespace, tool start-up included.
+        times = []
+        for _ in range(5):
+            t = time.monotonic()
+            varbinds = len(frr.walk(agent, ".1.3.6.1.2.1.68"))
+            times.append(time.monotonic() - t)
+        print(f"snmpbulkwalk of the VRRP-MIB ({varbinds} varbinds): best {min(times):.3f} s, "
+              f"{varbinds / min(times):.0f} varbinds/s, tool start-up included")
+    finally:
+        lab.close()
+        if frr:
+            frr.close()
+
+
+RECEIVER = """
+import socket, sys, time
+s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+s.bind(("127.0.0.1", int(sys.argv[1])))
+print("listening", flush=True)
+while True:
+    s.recv(65536)
+    print("%.6f" % time.time(), flush=True)
+"""
+
+if __name__ == "__main__":
+    p = argparse.ArgumentParser()
+    p.add_argument("--failovers", type=int, default=12)
+    p.add_argument("--idle-seconds", type=float, default=30)
+    p.add_argument("--routers", type=int, default=255)
+    p.add_argument("--background", type=int, default=0,
+                   help="routers beside the one failing over")
+    p.add_argument("--only", choices=["failover", "idle"])
+    a = p.parse_args()
+    if a.only != "idle":
+        failover(a)
+    if a.only != "failover":
+        idle(a)

@@ -1,0 +1,135 @@
+#include "sources/frr/VrrpdReply.h"
+
+#include <simdjson.h>
+
+#include "zentra/StateDocument.h"
+
+namespace Sources {
+namespace {
+
+using simdjson::ondemand::array;
+using simdjson::ondemand::object;
+using simdjson::ondemand::value;
+
+// simdjson's own errors name no member; each read below says which one it was.
+template <typename Read>
+auto member(object& o, std::string_view name, Read read) {
+  try {
+    return read(o.find_field_unordered(name).value());
+  } catch (const simdjson::simdjson_error& e) {
+    throw VrrpdReplyError("vrrpd's answer: " + Kiv::String8(name) + ": " + e.what());
+  } catch (const Kiv::RangeException& e) {
+    throw VrrpdReplyError("vrrpd's answer: " + Kiv::String8(name) + ": " + e.message());
+  }
+}
+
+// The bounds the records hold: a reply outside them is vrrpd misbehaving, refused whole.
+template <U32 kMin, U32 kMax>
+U32 bounded(value v) {
+  uint64_t n = v.get_uint64();
+  if (n < kMin || n > kMax) {
+    throw Kiv::RangeException(std::to_string(n) + " is outside " + std::to_string(kMin) + ".." +
+                              std::to_string(kMax));
+  }
+  return static_cast<U32>(n);
+}
+constexpr auto vrid = bounded<1, 255>;
+constexpr auto priority = bounded<0, 255>;
+constexpr auto u32 = bounded<0, 0xffffffffu>;
+Kiv::String8 text(value v) {
+  return Kiv::String8(std::string_view(v.get_string()));
+}
+
+Routing::Fhrp::FhrpState state(value v) {
+  std::string_view s = v.get_string();
+  if (s == "Master") return Routing::Fhrp::FhrpState::master;
+  if (s == "Backup") return Routing::Fhrp::FhrpState::backup;
+  if (s == "Initialize") return Routing::Fhrp::FhrpState::initialize;
+  throw Kiv::RangeException("unknown state \"" + Kiv::String8(s) + "\"");
+}
+
+Lirex::IpAddr address(value v) {
+  std::string_view s = v.get_string();
+  return s.empty() ? Lirex::IpAddr() : Lirex::strepToValue<Lirex::IpAddr>(Kiv::String8(s));
+}
+
+std::vector<Lirex::IpAddr> addresses(value v) {
+  std::vector<Lirex::IpAddr> out;
+  for (auto a : v.get_array()) {
+    if (out.size() == Zentra::StateDocument::kMaxIpAddrCount) {
+      throw Kiv::RangeException("more than 255 addresses");
+    }
+    out.push_back(address(a.value()));
+  }
+  return out;
+}
+
+Lirex::IntfId interface(value v) {
+  Kiv::String8 name = text(v);
+  if (name.empty()) throw Kiv::RangeException("empty interface name");
+  return Lirex::IntfId(name);
+}
+
+template <typename Each>
+void parse(std::string_view json, Each each) {
+  simdjson::ondemand::parser parser;
+  simdjson::padded_string padded(json);
+  try {
+    simdjson::ondemand::document document = parser.iterate(padded);
+    each(document);
+  } catch (const simdjson::simdjson_error& e) {
+    throw VrrpdReplyError(Kiv::String8("vrrpd's answer: ") + e.what());
+  }
+}
+
+}  // namespace
+
+std::vector<VrrpdRouter> parseShowVrrp(std::string_view json) {
+  std::vector<VrrpdRouter> routers;
+  parse(json, [&](simdjson::ondemand::document& document) {
+    for (auto element : document.get_array()) {
+      object o = element.get_object();
+      VrrpdRouter r;
+      r.vrid = member(o, "vrid", vrid);
+      r.version = member(o, "version", u32);
+      r.shutdown = member(o, "shutdown", [](value v) { return bool(v.get_bool()); });
+      r.preempt = member(o, "preemptMode", [](value v) { return bool(v.get_bool()); });
+      r.parent = member(o, "interface", interface);
+      r.intervalMs = member(o, "advertisementInterval", u32);
+      object v4 = member(o, "v4", [](value v) { return object(v.get_object()); });
+      r.vmac =
+          member(v4, "vmac", [](value v) { return Lirex::strepToValue<Lirex::EthAddr>(text(v)); });
+      r.primaryAddress = member(v4, "primaryAddress", address);
+      r.state = member(v4, "status", state);
+      r.effectivePriority = member(v4, "effectivePriority", priority);
+      r.addresses = member(v4, "addresses", addresses);
+      routers.push_back(std::move(r));
+    }
+  });
+  return routers;
+}
+
+std::map<RouterKey, U32> parseConfiguredPriorities(std::string_view json) {
+  std::map<RouterKey, U32> priorities;
+  parse(json, [&](simdjson::ondemand::document& document) {
+    // A daemon without interfaces answers without the subtree.
+    auto lib = document.get_object().find_field_unordered("frr-interface:lib");
+    if (lib.error() == simdjson::NO_SUCH_FIELD) return;
+    auto interfaces = lib.get_object().find_field_unordered("interface");
+    if (interfaces.error() == simdjson::NO_SUCH_FIELD) return;
+    for (auto element : interfaces.get_array()) {
+      object intf = element.get_object();
+      Lirex::IntfId name = member(intf, "name", interface);
+      auto vrrp = intf.find_field_unordered("frr-vrrpd:vrrp");
+      if (vrrp.error() == simdjson::NO_SUCH_FIELD) continue;
+      for (auto group : vrrp.get_object().find_field_unordered("vrrp-group").get_array()) {
+        object g = group.get_object();
+        U32 id = member(g, "virtual-router-id", vrid);
+        priorities[{name, id}] = member(g, "priority", priority);
+      }
+    }
+  });
+  return priorities;
+}
+
+}  // namespace Sources

@@ -1,0 +1,42 @@
+#pragma once
+// The framing of a daemon's vty socket, as vtysh speaks it: a command is its text and one NUL
+// byte; the answer is text ending in three NUL bytes and a status byte (0: success).
+#include <cstddef>
+#include <string_view>
+
+#include "kiv/Exception.h"
+#include "kiv/Types.h"
+
+namespace Sources {
+
+// A vty that cannot be reached or answers outside its protocol.
+class VtyError : public Kiv::RangeException {
+ public:
+  using Kiv::RangeException::RangeException;
+};
+
+// The bytes that send `command`; a command holding a NUL byte or a newline would be read as
+// more than one and is refused.
+Kiv::String8 vtyRequest(std::string_view command);
+
+// Collects one answer from the bytes as they arrive.
+class VtyReply {
+ public:
+  static constexpr std::size_t kDefaultMaxBytes = 16 * 1024 * 1024;
+  explicit VtyReply(std::size_t maxBytes = kDefaultMaxBytes) : maxBytes_(maxBytes) {}
+
+  // True once the answer is complete. VtyError when it grows past the limit or bytes follow
+  // its end (the daemon answered something that was never asked).
+  bool feed(std::string_view bytes);
+  bool complete() const { return complete_; }
+  // Valid once complete: the text without the terminator, and the status byte.
+  std::string_view text() const;
+  U8 status() const;
+
+ private:
+  std::size_t maxBytes_;
+  Kiv::String8 bytes_;
+  bool complete_ = false;
+};
+
+}  // namespace Sources

@@ -1,0 +1,175 @@
+"""Two routers running FRR's zebra and vrrpd, each in a network namespace of its own, joined by a
+veth pair; every process is started through the harness's Lab and ended by its PID, and the
+namespaces are deleted when the lab closes. Needs root and Debian's frr package; the system's
+FRR service is never used: each side has private config, pid, zserv and vty paths.
+
+Side "here" (192.0.2.1) runs fhrp-snmpd; side "there" (192.0.2.2) is the other router."""
+import json
+import os
+import shutil
+import subprocess
+from pathlib import Path
+
+from harness import _RS, _US, Daemon, Trapd, parse_varbinds, wait_until
+
+FRR = Path("/usr/lib/frr")
+SIDES = {"here": "192.0.2.1", "there": "192.0.2.2"}
+
+
+def available():
+    """Why the lab cannot run here, or None."""
+    if os.geteuid() != 0:
+        return "needs root (network namespaces, FRR's daemons)"
+    if not (FRR / "vrrpd").exists() or not shutil.which("vtysh"):
+        return "needs Debian's frr package"
+    return None
+
+
+def run(*argv, check=True):
+    return subprocess.run([str(a) for a in argv], capture_output=True, text=True, check=check,
+                          timeout=30)
+
+
+class Router:
+    """One side: a namespace, its FRR directory and the daemons running there."""
+
+    def __init__(self, lab, name, ns, routers):
+        self.lab, self.name, self.ns = lab, name, ns
+        self.address = SIDES[name]
+        self.parent = f"{name[0]}0"
+        self.dir = lab.dir / name
+        self.dir.mkdir()
+        self.zebra = self.vrrpd = None
+        lines = [f"log file {self.dir}/vrrpd.log informational", "log timestamp precision 6",
+                 f"interface {self.parent}"]
+        for r in routers:
+            vrid = r["vrid"]
+            lines.append(f" vrrp {vrid} version {r.get('version', 2)}")
+            lines.append(f" vrrp {vrid} priority {r['priority'][name]}")
+            lines.append(f" vrrp {vrid} advertisement-interval {r['interval']}")
+            if not r.get("preempt", True):
+                lines.append(f" no vrrp {vrid} preempt")
+            lines += [f" vrrp {vrid} ip {a}" for a in r["addresses"]]
+        (self.dir / "vrrpd.conf").write_text("\n".join(lines) + "\n")
+        (self.dir / "zebra.conf").write_text("")
+        run("chown", "-R", "frr:frr", self.dir)
+
+    def ip(self, *args):
+        return run("ip", "-n", self.ns, *args)
+
+    def exec(self, *argv):
+        return ["ip", "netns", "exec", self.ns, *argv]
+
+    def if_index(self, name):
+        return json.loads(self.ip("-j", "link", "show", "dev", name).stdout)[0]["ifindex"]
+
+    def start_zebra(self):
+        d = self.dir
+        self.zebra = self.lab.spawn(self.exec(
+            FRR / "zebra", "-f", d / "zebra.conf", "-i", d / "zebra.pid", "-z", d / "zserv.api",
+            "--vty_socket", d), f"zebra-{self.name}")
+        assert wait_until(lambda: (d / "zserv.api").exists(), 20), self.zebra.describe()
+
+    def start_vrrpd(self):
+        d = self.dir
+        self.vrrpd = self.lab.spawn(self.exec(
+            FRR / "vrrpd", "-f", d / "vrrpd.conf", "-i", d / "vrrpd.pid", "-z", d / "zserv.api",
+            "--vty_socket", d), f"vrrpd-{self.name}")
+        assert wait_until(lambda: self.show_vrrp() is not None, 20), self.vrrpd.describe()
+
+    def stop_vrrpd(self):
+        self.vrrpd.stop()
+        (self.dir / "vrrpd.vty").unlink(missing_ok=True)
+
+    def vtysh(self, *commands):
+        argv = ["vtysh", "--vty_socket", self.dir]
+        for c in commands:
+            argv += ["-c", c]
+        return run(*argv).stdout
+
+    def configure(self, *commands):
+        self.vtysh("configure terminal", f"interface {self.parent}", *commands)
+
+    def show_vrrp(self):
+        """vrrpd's routers by vrid, or None while it does not answer."""
+        done = run("vtysh", "--vty_socket", self.dir, "-d", "vrrpd", "-c", "show vrrp json",
+                   check=False)
+        try:
+            return {r["vrid"]: r for r in json.loads(done.stdout)}
+        except ValueError:
+            return None
+
+    def transitions(self, to="Master"):
+        """vrrpd's log lines of IPv4 transitions into `to`, as (timestamp text, vrid)."""
+        found = []
+        log = self.dir / "vrrpd.log"
+        for line in log.read_text(errors="replace").splitlines() if log.exists() else []:
+            if f"-> {to}" in line and "[IPv4]" in line:
+                vrid = int(line.split("[VRID ")[1].split("]")[0])
+                found.append((" ".join(line.split()[:2]), vrid))
+        return found
+
+
+class FrrLab:
+    """Both sides, their veth pair, a macvlan per router on each side and FRR running."""
+
+    def __init__(self, lab, routers):
+        self.lab, self.routers = lab, routers
+        lab.dir.chmod(0o711)  # FRR's daemons run as frr and must reach their directories
+        tag = f"fhrp{os.getpid()}"
+        self.namespaces = []
+        self.sides = {}
+        for name in SIDES:
+            ns = f"{tag}{name}"
+            run("ip", "netns", "add", ns)
+            self.namespaces.append(ns)
+            self.sides[name] = Router(lab, name, ns, routers)
+        here, there = self.sides["here"], self.sides["there"]
+        here.ip("link", "add", here.parent, "type", "veth", "peer", "name", there.parent,
+                "netns", there.ns)
+        for side in self.sides.values():
+            side.ip("link", "set", "lo", "up")
+            side.ip("addr", "add", f"{side.address}/24", "dev", side.parent)
+            side.ip("link", "set", side.parent, "up")
+            for r in routers:
+                mac = "00:00:5e:00:01:%02x" % r["vrid"]
+                vlan = f"vrrp{r['vrid']}"
+                side.ip("link", "add", vlan, "link", side.parent, "address", mac, "type",
+                        "macvlan", "mode", "bridge")
+                for a in r["addresses"]:
+                    side.ip("addr", "add", f"{a}/24", "dev", vlan)
+                side.ip("link", "set", vlan, "up")
+        for side in self.sides.values():
+            side.start_zebra()
+            side.start_vrrpd()
+
+    def agent(self, trap_port):
+        """fhrp-snmpd --frr on side "here", sending notifications to trap_port there."""
+        here = self.sides["here"]
+        return self.lab.daemon("--frr", "--frr-vty", str(here.dir), "--trap-sink",
+                               f"127.0.0.1:{trap_port}", "--trace", "Sources/1", state=False,
+                               wrapper=("ip", "netns", "exec", here.ns))
+
+    def trapd(self, port):
+        """snmptrapd on side "here", one record per notification (as the harness's)."""
+        here = self.sides["here"]
+        conf = self.lab.write("snmptrapd.conf", "disableAuthorization yes\n")
+        log = self.lab.dir / "traps.log"
+        env = dict(self.lab.env, SNMP_PERSISTENT_DIR=str(self.lab.dir / "trapd-persist"))
+        proc = self.lab.spawn(here.exec("snmptrapd", "-f", "-C", "-c", conf, "-Lf", log, "-n",
+                                        "-On", "-F", f"{_RS}%V{_US}%v{_RS}\n",
+                                        f"udp:127.0.0.1:{port}"), "snmptrapd", env=env, cls=Trapd)
+        proc.log_path, proc.sink = log, f"127.0.0.1:{port}"
+        assert wait_until(lambda: log.exists() and "NET-SNMP version" in proc.log(), 30), \
+            proc.describe()
+        return proc
+
+    def walk(self, agent, oid):
+        """{oid: value} of a bulk walk run in side "here"."""
+        done = run(*self.sides["here"].exec("snmpbulkwalk", "-On", "-Oe", "-v2c", "-c", "public",
+                                             "-t", "2", "-r", "2", "-Cr25", agent.address, oid))
+        return {o: v for o, _, v in parse_varbinds(done.stdout) if _ != "endOfMibView"}
+
+    def close(self):
+        for ns in self.namespaces:
+            run("ip", "netns", "delete", ns, check=False)

@@ -1,0 +1,161 @@
+"""fhrp-snmpd --frr on a router running FRR's vrrpd, next to a second router: every column
+against what vrrpd and the kernel say, through failover, preemption, a priority change, a
+shutdown, and this side's vrrpd stopped and started, with a notification for every new master."""
+from collections import Counter
+
+import pytest
+
+from harness import ASSO_TABLE, NEW_MASTER, OPER_TABLE, SNMP_TRAP_OID, VRRP, Lab, free_port, \
+    wait_until
+import frr_lab
+
+# Short intervals keep failovers well under a second.
+ROUTERS = [
+    {"vrid": 10, "priority": {"here": 100, "there": 200}, "interval": 100,
+     "addresses": ["192.0.2.110"]},
+    {"vrid": 11, "priority": {"here": 200, "there": 100}, "interval": 200,
+     "addresses": ["192.0.2.111", "192.0.2.121"]},
+    {"vrid": 12, "priority": {"here": 150, "there": 120}, "interval": 1000, "preempt": False,
+     "addresses": ["192.0.2.112"]},
+    {"vrid": 13, "version": 3, "priority": {"here": 100, "there": 100}, "interval": 100,
+     "addresses": ["192.0.2.113"]},
+]
+STATE = {"Initialize": "1", "Backup": "2", "Master": "3"}
+
+
+@pytest.fixture(scope="module")
+def world():
+    reason = frr_lab.available()
+    if reason:
+        pytest.skip(reason)
+    lab = Lab("frr")
+    frr = None
+    try:
+        frr = frr_lab.FrrLab(lab, ROUTERS)
+        here = frr.sides["here"]
+        assert wait_until(lambda: settled(here, {10: "Backup", 11: "Master", 12: "Master"}), 30)
+        trapd = frr.trapd(free_port())
+        # What the agent announces from its start on: each router master then, and every
+        # transition into master after.
+        announced = Counter(v for v, r in here.show_vrrp().items()
+                            if r["v4"]["status"] == "Master")
+        announced.subtract(v for _, v in here.transitions())
+        agent = frr.agent(int(trapd.sink.rsplit(":", 1)[1]))
+        frr.announced = announced
+        yield frr, here, frr.sides["there"], agent, trapd, {r["vrid"]: r["priority"]["here"]
+                                                            for r in ROUTERS}
+    finally:
+        lab.close()
+        if frr:
+            frr.close()
+
+
+def settled(side, states):
+    routers = side.show_vrrp() or {}
+    return all(vrid in routers and routers[vrid]["v4"]["status"] == s
+               for vrid, s in states.items())
+
+
+def expected(frr, here, priorities):
+    """The whole VRRP-MIB as vrrpd and the kernel say it should read."""
+    routers = here.show_vrrp() or {}
+    if_index = here.if_index(here.parent)
+    mib = {VRRP + ".1.1.0": "2", VRRP + ".1.2.0": "1"}
+    for vrid, r in routers.items():
+        if r["version"] != 2:
+            continue
+        v4, row = r["v4"], f".{if_index}.{vrid}"
+        master = {"Master": here.address, "Backup": frr.sides["there"].address}.get(
+            v4["status"], "0.0.0.0")
+        columns = {2: bytes.fromhex(v4["vmac"].replace(":", "")).decode("latin-1"),
+                   3: STATE[v4["status"]], 4: "2" if r["shutdown"] else "1",
+                   5: str(priorities[vrid]), 6: str(len(v4["addresses"])), 7: master,
+                   8: "0.0.0.0", 9: "1", 10: "", 11: str(r["advertisementInterval"] // 1000),
+                   12: "1" if r["preemptMode"] else "2", 13: None, 14: "1", 15: "1"}
+        for column, value in columns.items():
+            mib[f"{OPER_TABLE}.1.{column}{row}"] = value
+        for a in v4["addresses"]:
+            mib[f"{ASSO_TABLE}.1.2{row}.{a}"] = "1"
+    return mib
+
+
+def mib_matches(frr, here, agent, priorities):
+    """True once the agent's walk reads what vrrpd says (up time: set exactly when up)."""
+    want, got = expected(frr, here, priorities), frr.walk(agent, VRRP)
+    for oid, value in want.items():
+        if value is None:  # vrrpOperUpTime
+            state = want[oid.replace(".1.13.", ".1.3.", 1)]
+            if oid not in got or (got[oid] != "0") != (state != "1"):
+                return False
+            got[oid] = None
+    mib_matches.last = (want, got)
+    return want == got
+
+
+def assert_mib(frr, here, agent, priorities, timeout=5):
+    if not wait_until(lambda: mib_matches(frr, here, agent, priorities), timeout, 0.1):
+        want, got = mib_matches.last
+        diff = {o: (want.get(o), got.get(o)) for o in set(want) | set(got)
+                if want.get(o) != got.get(o)}
+        raise AssertionError(f"MIB differs from vrrpd (oid: (vrrpd, agent)): {diff}\n"
+                             f"{agent.log()[-3000:]}")
+
+
+def new_masters(trapd, here, vrid):
+    row = f".{here.if_index(here.parent)}.{vrid}"
+    return sum(1 for n in trapd.new_masters() if any(o.endswith(row) for o in n))
+
+
+def test_every_column_matches_vrrpd_and_the_kernel(world):
+    frr, here, _, agent, _, priorities = world
+    assert_mib(frr, here, agent, priorities)
+    assert not any(o.endswith(".13") for o in frr.walk(agent, OPER_TABLE))  # version 3
+
+
+def test_failover_and_preemption(world):
+    frr, here, there, agent, trapd, priorities = world
+    before = new_masters(trapd, here, 10)
+    there.stop_vrrpd()
+    assert wait_until(lambda: settled(here, {10: "Master"}), 5)
+    assert_mib(frr, here, agent, priorities)
+    assert wait_until(lambda: new_masters(trapd, here, 10) == before + 1, 5), trapd.log()
+    there.start_vrrpd()  # priority 200 takes router 10 back
+    assert wait_until(lambda: settled(here, {10: "Backup"}), 10)
+    assert_mib(frr, here, agent, priorities)
+
+
+def test_priority_change_and_shutdown(world):
+    frr, here, _, agent, _, priorities = world
+    here.configure("vrrp 11 priority 50")
+    priorities[11] = 50
+    assert wait_until(lambda: settled(here, {11: "Backup"}), 5)
+    here.configure("vrrp 12 shutdown")
+    assert wait_until(lambda: settled(here, {12: "Initialize"}), 5)
+    assert_mib(frr, here, agent, priorities)
+    here.configure("no vrrp 12 shutdown")  # the other router took over and is not preempted
+    assert wait_until(lambda: settled(here, {12: "Backup"}), 10)
+    assert_mib(frr, here, agent, priorities)
+
+
+def test_this_sides_vrrpd_stopped_and_started(world):
+    frr, here, _, agent, _, priorities = world
+    here_if = here.if_index(here.parent)
+    here.stop_vrrpd()
+    states = [f"{OPER_TABLE}.1.3.{here_if}.{vrid}" for vrid in (10, 11, 12)]
+    assert wait_until(lambda: all(frr.walk(agent, OPER_TABLE).get(s) == "1" for s in states), 3)
+    assert agent.wait_for("vrrpd does not answer")
+    here.start_vrrpd()  # from its configuration file: router 11 at priority 200 again
+    priorities[11] = 200
+    assert agent.wait_for("vrrpd answers again")
+    assert wait_until(lambda: settled(here, {10: "Backup", 11: "Master", 12: "Backup"}), 10)
+    assert_mib(frr, here, agent, priorities)
+    assert agent.log().count("vrrpd does not answer") == 1
+
+
+def test_a_notification_for_every_new_master(world):
+    frr, here, _, agent, trapd, _ = world
+    for vrid in (10, 11, 12):
+        became = frr.announced[vrid] + sum(1 for _, v in here.transitions() if v == vrid)
+        assert wait_until(lambda: new_masters(trapd, here, vrid) == became, 5), \
+            (vrid, became, new_masters(trapd, here, vrid), here.transitions())
+    assert all(n[SNMP_TRAP_OID] == NEW_MASTER for n in trapd.new_masters())
