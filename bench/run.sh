@@ -27,5 +27,9 @@ echo "== walk: bench/walk.sh"
 bench/walk.sh "$build"
 
 echo
+echo "== walk through an AgentX master: bench/walk.sh --agentx"
+bench/walk.sh --agentx "$build"
+
+echo
 echo "== mirror: bench/mirror.sh"
 bench/mirror.sh "$build"

@@ -2,7 +2,11 @@
 # Walk rates of fhrp-snmpd against net-snmp's own table helper (baseline-agent) on the same
 # generated state documents, for N = 16, 256, 4096 and 16384 virtual routers.
 #
-#   bench/walk.sh [BUILD_DIR]        (default build-bench; `make bench` runs it)
+#   bench/walk.sh [--agentx] [BUILD_DIR]   (default build-bench; `make bench` runs both modes)
+#
+# With --agentx each agent runs instead as AgentX subagent of its own Debian snmpd (the way most
+# devices run us), the walks go to the masters, and the table shows the wall time per varbind
+# and the subagent's CPU time per varbind, ours beside the baseline's (goal: ours within 1.1x).
 #
 # Both agents serve the same document on their own 127.0.0.1 ports. walk-rate walks each
 # table with GETBULK, max-repetitions 25 (what snmpbulkwalk -Cr25 sends: a response of 25
@@ -21,6 +25,11 @@
 # WALK_MIN_SECONDS (0.3), WALK_MAX_REPETITIONS (25), WALK_KEEP_TMP=1 keeps the scratch folder.
 set -euo pipefail
 
+agentx=0
+if [[ ${1:-} == --agentx ]]; then
+  agentx=1
+  shift
+fi
 build=${1:-build-bench}
 sizes=${WALK_SIZES:-16 256 4096 16384}
 rounds=${WALK_ROUNDS:-3}
@@ -55,7 +64,12 @@ trap cleanup EXIT
 
 # start NAME PROGRAM DOC: starts an agent on a free port and sets $port and $pid. A port
 # someone else holds makes the agent exit with its error line; then another port is tried.
+# With --agentx it starts a master snmpd on the free port and the agent as its subagent.
 start() {
+  if ((agentx)); then start_subagent "$@"; else start_standalone "$@"; fi
+}
+
+start_standalone() {
   local name=$1 program=$2 doc=$3 attempt log
   for attempt in 1 2 3 4 5 6 7 8; do
     port=$((20000 + RANDOM % 12000))
@@ -76,6 +90,46 @@ start() {
   echo "walk.sh: $name could not start; last log:" >&2
   cat "$log" >&2
   exit 1
+}
+
+# start_subagent NAME PROGRAM DOC: a master snmpd on a free port ($port, $master_pid) and the
+# agent as its AgentX subagent ($pid), once the master serves the agent's tables.
+start_subagent() {
+  local name=$1 program=$2 doc=$3 attempt dir
+  dir=$tmp/$name-master
+  mkdir -p "$dir"
+  printf 'rocommunity public 127.0.0.1\nmaster agentx\nagentxsocket unix:%s\n' \
+    "$dir/agentx.sock" >"$dir/snmpd.conf"
+  for attempt in 1 2 3 4 5 6 7 8; do
+    port=$((20000 + RANDOM % 12000))
+    SNMP_PERSISTENT_DIR=$dir snmpd -f -Lo -C -c "$dir/snmpd.conf" -I \
+      -smux,mteTrigger,mteTriggerConf "udp:127.0.0.1:$port" >"$dir/snmpd.log" 2>&1 &
+    master_pid=$!
+    if wait_answer "$master_pid" 1.3.6.1.2.1.1.1.0; then break; fi
+    wait "$master_pid" 2>/dev/null || true
+    master_pid=
+  done
+  [[ -n $master_pid ]] || { echo "walk.sh: no snmpd for $name:" >&2; cat "$dir/snmpd.log" >&2; exit 1; }
+  pids+=("$master_pid")
+  "$program" --state "$doc" --agentx "$dir/agentx.sock" 2>"$tmp/$name.log" &
+  pid=$!
+  pids+=("$pid")
+  # vrrpOperState of the document's first router: the subagent's tables are registered.
+  wait_answer "$pid" 1.3.6.1.2.1.68.1.3.1.3.1000.1 ||
+    { echo "walk.sh: $name did not register with its master:" >&2; cat "$tmp/$name.log" >&2; exit 1; }
+}
+
+# wait_answer PID OID: true once the agent on $port answers OID with a value, false when the
+# process PID exits or 60 s pass.
+wait_answer() {
+  local waited=0
+  until snmpget -v2c -c public -On -t 1 -r 0 "udp:127.0.0.1:$port" "$2" 2>/dev/null |
+    grep -q ' = [A-Za-z-]*: '; do
+    kill -0 "$1" 2>/dev/null || return 1
+    sleep 0.1
+    waited=$((waited + 1))
+    ((waited < 600)) || return 1
+  done
 }
 
 stop() {
@@ -119,10 +173,10 @@ for n in $sizes; do
   doc=$tmp/state-$n.json
   "$gen_state" "$n" >"$doc"
   start baseline "$baseline" "$doc"
-  base_port=$port base_pid=$pid
+  base_port=$port base_pid=$pid base_master=${master_pid:-}
   if ((have_ours)); then
     start ours "$ours" "$doc"
-    ours_port=$port ours_pid=$pid
+    ours_port=$port ours_pid=$pid ours_master=${master_pid:-}
   fi
   for entry in "${tables[@]}"; do
     read -r table toid <<<"$entry"
@@ -168,7 +222,9 @@ for n in $sizes; do
     fi
   done
   stop "$base_pid"
+  if ((agentx)); then stop "$base_master"; fi
   if ((have_ours)); then stop "$ours_pid"; fi
+  if ((have_ours && agentx)); then stop "$ours_master"; fi
 done
 
 first=${sizes%% *}
@@ -190,6 +246,41 @@ verdict() {
     printf "  %s: lowest ours / baseline = %.2f (target >= 0.8): %s\n", l, r,
     (r >= 0.8 ? "met" : "MISSED") }'
 }
+
+# per_varbind RATE: microseconds per varbind of a rate in varbinds per second.
+per_varbind() { awk -v r="$1" 'BEGIN { if (r == "-" || r == 0) print "-"; else printf "%.2f", 1e6 / r }'; }
+
+if ((agentx)); then
+  for entry in "${tables[@]}"; do
+    read -r table toid <<<"$entry"
+    echo
+    echo "$table ($toid) through Debian's snmpd as AgentX master: GETBULK max-repetitions $reps,"
+    echo "  best of $rounds rounds x $samples samples; microseconds per varbind: wall-clock time at"
+    echo "  the manager, and CPU time of the subagent; ratio = ours / baseline (goal <= 1.10)"
+    printf '%7s %9s %10s %10s %6s %10s %10s %6s %16s %5s\n' N varbinds "wall ours" "wall base" \
+      ratio "cpu ours" "cpu base" ratio "snmpbulkwalk s" same
+    worst_wall=0 worst_cpu=0
+    for n in $sizes; do
+      wo=$(per_varbind "${result[$table,$n,ours]}") wb=$(per_varbind "${result[$table,$n,base]}")
+      co=$(per_varbind "${result[$table,$n,cpu_ours]}") cb=$(per_varbind "${result[$table,$n,cpu_base]}")
+      rw=$(ratio "$wo" "$wb") rc=$(ratio "$co" "$cb")
+      printf '%7s %9s %10s %10s %6s %10s %10s %6s %16s %5s\n' "$n" "${result[$table,$n,varbinds]}" \
+        "$wo" "$wb" "$rw" "$co" "$cb" "$rc" \
+        "${result[$table,$n,ours_tool]}/${result[$table,$n,base_tool]}" "${result[$table,$n,same]}"
+      worst_wall=$(max "$worst_wall" "$rw")
+      worst_cpu=$(max "$worst_cpu" "$rc")
+    done
+    if ((have_ours)); then
+      for kind in wall cpu; do
+        w=worst_$kind
+        awk -v r="${!w}" -v k="$kind" 'BEGIN {
+          printf "  %s: highest ours / baseline = %.2f (goal <= 1.10): %s\n", k, r,
+          (r <= 1.10 ? "met" : "MISSED") }'
+      done
+    fi
+  done
+  exit 0
+fi
 
 for entry in "${tables[@]}"; do
   read -r table toid <<<"$entry"

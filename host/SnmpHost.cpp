@@ -16,6 +16,8 @@
 
 #include "host/DaemonLog.h"
 #include "kiv/Exception.h"
+#include "platform/Snmp/AgentxMaster.h"
+#include "platform/Snmp/TrapManager.h"
 
 // net-snmp's own modules for the SNMPv2-MIB system group and the SNMP engine group
 // (libnetsnmpmibs; their headers are not installed).
@@ -139,6 +141,9 @@ void SnmpHost::configure() {
     netsnmp_ds_set_boolean(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_ROLE, 1);
     netsnmp_ds_set_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_X_SOCKET,
                           options_.agentxSocket.c_str());
+    // Notifications go to the master only as fast as it answers them (see AgentxMaster.h).
+    Snmp::AgentxMaster::follow();
+    Snmp::TrapManager::instance().receiverRoomIs(Snmp::AgentxMaster::room);
   } else {
     netsnmp_ds_set_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_PORTS,
                           options_.listen.c_str());

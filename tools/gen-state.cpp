@@ -3,7 +3,9 @@
 // each has one to four addresses; states and priorities vary. The same arguments
 // always give the same document, so a run can be repeated exactly.
 //
-//   gen-state N [--seed S] [--flip K] [--version3 EVERY]
+//   gen-state N [--seed S] [--flip K] [--all master|backup] [--version3 EVERY]
+//     --all STATE     every router in STATE (after --flip): a mass failover or a start
+//                     with every router already master
 //     --flip K        swap master and backup on every router whose index % K == 0
 //                     (K = 1 fails over every router)
 //     --version3 E    every E-th router is configured with version 3
@@ -16,7 +18,9 @@
 namespace {
 
 void usage() {
-  std::fprintf(stderr, "usage: gen-state N [--seed S] [--flip K] [--version3 EVERY]\n");
+  std::fprintf(
+      stderr,
+      "usage: gen-state N [--seed S] [--flip K] [--all master|backup] [--version3 EVERY]\n");
   std::exit(2);
 }
 
@@ -48,12 +52,17 @@ int main(int argc, char** argv) {
   if (argc < 2) usage();
   long n = number(argv[1]);
   long seed = 1, flip = 0, version3 = 0;
+  int all = -1;
   for (int i = 2; i < argc; ++i) {
     if (i + 1 >= argc) usage();
     if (!std::strcmp(argv[i], "--seed"))
       seed = number(argv[++i]);
     else if (!std::strcmp(argv[i], "--flip"))
       flip = number(argv[++i]);
+    else if (!std::strcmp(argv[i], "--all") && !std::strcmp(argv[i + 1], "master"))
+      all = 0, ++i;
+    else if (!std::strcmp(argv[i], "--all") && !std::strcmp(argv[i + 1], "backup"))
+      all = 1, ++i;
     else if (!std::strcmp(argv[i], "--version3"))
       version3 = number(argv[++i]);
     else
@@ -78,6 +87,7 @@ int main(int argc, char** argv) {
              static_cast<int>(rng() % 3),     1 + static_cast<int>(rng() % 254),
              1 + static_cast<int>(rng() % 4), static_cast<unsigned>(rng())};
     if (flip && r % flip == 0 && x.state != 2) x.state = 1 - x.state;
+    if (all >= 0) x.state = all;
     routers.push_back(x);
   }
   auto section = [&](const char* name, auto body) {

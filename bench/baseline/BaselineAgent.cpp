@@ -1,9 +1,9 @@
 // baseline-agent: the benchmarks' yardstick. A standalone net-snmp agent that serves
 // vrrpOperTable and vrrpAssoIpAddrTable of a state document through net-snmp's own
 // container-backed table helper, with fhrp-snmpd's command line and ready line, so that
-// bench/walk.sh can walk both agents the same way.
+// bench/walk.sh can walk both agents the same way, standalone or as AgentX subagents.
 //
-//   baseline-agent --state FILE [--listen ADDR] [--community NAME]
+//   baseline-agent --state FILE [--listen ADDR | --agentx SOCKET] [--community NAME]
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -26,7 +26,9 @@ void onStop(int) {
 }
 
 [[noreturn]] void usage() {
-  std::fprintf(stderr, "usage: baseline-agent --state FILE [--listen ADDR] [--community NAME]\n");
+  std::fprintf(stderr,
+               "usage: baseline-agent --state FILE [--listen ADDR | --agentx SOCKET] "
+               "[--community NAME]\n");
   std::exit(2);
 }
 
@@ -37,13 +39,15 @@ void configLine(std::string line) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  std::string state, listen = "udp:127.0.0.1:1161", community = "public";
+  std::string state, listen = "udp:127.0.0.1:1161", community = "public", agentx;
   for (int i = 1; i < argc; ++i) {
     if (i + 1 >= argc) usage();
     if (!std::strcmp(argv[i], "--state"))
       state = argv[++i];
     else if (!std::strcmp(argv[i], "--listen"))
       listen = argv[++i];
+    else if (!std::strcmp(argv[i], "--agentx"))
+      agentx = argv[++i];
     else if (!std::strcmp(argv[i], "--community"))
       community = argv[++i];
     else
@@ -73,8 +77,13 @@ int main(int argc, char** argv) {
   netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_DONT_READ_CONFIGS, 1);
   netsnmp_ds_set_boolean(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_DONT_LOG_TCPWRAPPERS_CONNECTS,
                          1);
-  netsnmp_ds_set_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_PORTS, listen.c_str());
-  add_to_init_list(const_cast<char*>("-smux"));
+  if (!agentx.empty()) {
+    netsnmp_ds_set_boolean(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_ROLE, 1);
+    netsnmp_ds_set_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_X_SOCKET, agentx.c_str());
+  } else {
+    netsnmp_ds_set_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_PORTS, listen.c_str());
+    add_to_init_list(const_cast<char*>("-smux"));
+  }
   init_agent(kAppName);
   try {
     tables.registerTables();
@@ -82,9 +91,9 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "%s: %s\n", kAppName, e.what());
     return 2;
   }
-  configLine("rocommunity " + community);
+  if (agentx.empty()) configLine("rocommunity " + community);
   init_snmp(kAppName);
-  if (init_master_agent() != 0) {
+  if (agentx.empty() && init_master_agent() != 0) {
     std::fprintf(stderr, "%s: cannot listen on %s\n", kAppName, listen.c_str());
     snmp_shutdown(kAppName);
     return 2;
@@ -96,7 +105,7 @@ int main(int argc, char** argv) {
   sigaction(SIGTERM, &sa, nullptr);
   sigaction(SIGINT, &sa, nullptr);
 
-  std::fprintf(stderr, "%s: ready on %s\n", kAppName, listen.c_str());
+  std::fprintf(stderr, "%s: ready on %s\n", kAppName, (agentx.empty() ? listen : agentx).c_str());
   while (!stopRequested) agent_check_and_process(1);
   snmp_shutdown(kAppName);
   return 0;
