@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 
+#include "platform/Snmp/Log.h"
 #include "platform/Snmp/NetSnmp.h"
 #include "sources/EventLoop.h"
 #include "sources/frr/FrrFeed.h"
@@ -74,7 +75,7 @@ FrrFeed::FrrFeed(Zentra::StatePublisher& publisher, const Kiv::String8& vtyDirec
     publisher.apply(snapshot, vtyDirectory + "/vrrpd.vty");
   };
   auto log = [](bool warning, const Kiv::String8& line) {
-    snmp_log(warning ? LOG_WARNING : LOG_INFO, "%s\n", line.c_str());
+    Snmp::logLine(warning ? LOG_WARNING : LOG_INFO, line);
   };
   feed_ = std::make_unique<Sources::FrrFeed>(*loop_, vtyDirectory, publish, log);
   feed_->start();

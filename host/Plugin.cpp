@@ -6,11 +6,11 @@
 // configuration.
 #include <memory>
 
-#include "host/Log.h"
 #include "host/Options.h"
 #include "host/Service.h"
 #include "host/VrrpMibModule.h"
 #include "kiv/Exception.h"
+#include "platform/Snmp/Log.h"
 #include "platform/Snmp/NetSnmp.h"
 
 namespace {
@@ -38,10 +38,10 @@ void freeFrr() {
 // snmpd re-read its configuration: follow what it says now, where the source kind stays.
 void reconfigure() {
   if (followingFrr) {
-    if (!stateFile.empty()) Host::logLine(LOG_ERR, "fhrpStateFile ignored: still following vrrpd");
+    if (!stateFile.empty()) Snmp::logLine(LOG_ERR, "fhrpStateFile ignored: still following vrrpd");
     service->reload();
   } else if (stateFile.empty()) {
-    Host::logLine(LOG_ERR,
+    Snmp::logLine(LOG_ERR,
                   "no fhrpStateFile line in snmpd.conf; still following " + service->path());
   } else if (service->path() != stateFile) {
     service->followIs(stateFile);
@@ -56,11 +56,11 @@ int start(int, int, void*, void*) {
     return 0;
   }
   if (!stateFile.empty() && !frrVtyDirectory.empty()) {
-    Host::logLine(LOG_ERR, "fhrpStateFile and fhrpFrr exclude each other; VRRP-MIB not served");
+    Snmp::logLine(LOG_ERR, "fhrpStateFile and fhrpFrr exclude each other; VRRP-MIB not served");
     return 0;
   }
   if (stateFile.empty() && frrVtyDirectory.empty()) {
-    Host::logLine(LOG_ERR, "no fhrpStateFile or fhrpFrr line in snmpd.conf; VRRP-MIB not served");
+    Snmp::logLine(LOG_ERR, "no fhrpStateFile or fhrpFrr line in snmpd.conf; VRRP-MIB not served");
     return 0;
   }
   if (!frrVtyDirectory.empty()) {
@@ -68,20 +68,20 @@ int start(int, int, void*, void*) {
     try {
       candidate->start();
     } catch (const Kiv::Exception& e) {
-      Host::logLine(LOG_ERR, e.message() + "; VRRP-MIB not served");
+      Snmp::logLine(LOG_ERR, e.message() + "; VRRP-MIB not served");
       return 0;
     }
     service = std::move(candidate);
     followingFrr = true;
     Host::registerVrrpMib();
-    Host::logLine(LOG_INFO, "serving VRRP-MIB from FRR's vrrpd at " + frrVtyDirectory);
+    Snmp::logLine(LOG_INFO, "serving VRRP-MIB from FRR's vrrpd at " + frrVtyDirectory);
     return 0;
   }
   service = std::make_unique<Host::Service>(stateFile, true);
   service->startEmpty();
   Host::registerVrrpMib();
   service->watch();
-  Host::logLine(LOG_INFO, "serving VRRP-MIB from " + stateFile);
+  Snmp::logLine(LOG_INFO, "serving VRRP-MIB from " + stateFile);
   // The first read waits for snmpd's loop. snmpd reads its configuration as root and only then
   // becomes its own user, who must read every later version of the document: a document only
   // root can read is then refused from the start, not after its first change.
@@ -99,7 +99,7 @@ int start(int, int, void*, void*) {
 extern "C" {
 
 void init_fhrpsnmp() {
-  Host::logPrefixIs("fhrp-snmp: ");
+  Snmp::logPrefixIs("fhrp-snmp: ");
   register_config_handler("snmpd", "fhrpStateFile", parseStateFile, freeStateFile, "FILE");
   register_config_handler("snmpd", "fhrpFrr", parseFrr, freeFrr, "[VTY-DIRECTORY]");
   snmp_register_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_POST_READ_CONFIG, start, nullptr);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <exception>
 #include <limits>
 #include <memory>
@@ -10,6 +11,7 @@
 
 #include "kiv/Assert.h"
 #include "kiv/Trace.h"
+#include "platform/Snmp/Log.h"
 #include "platform/Snmp/Oid.h"
 
 namespace Snmp {
@@ -142,8 +144,9 @@ size_t TrapManager::sendTurn() {
   for (size_t i = 0; i < n; ++i) sendOldest();
   if (!queue_.empty() && !pacing_) {
     pacing_ = true;
-    snmp_log(LOG_INFO, "fhrp-snmp: %zu notifications queued; sending at most %zu every %ld us\n",
-             queue_.size() + n, burst_, static_cast<long>(interval_.count()));
+    logLine(LOG_INFO, std::to_string(queue_.size() + n) +
+                          " notifications queued; sending at most " + std::to_string(burst_) +
+                          " every " + std::to_string(interval_.count()) + " us");
   }
   if (queue_.empty()) logDrained();
   return n;
@@ -213,8 +216,8 @@ void TrapManager::dropOldest() {
   queue_.pop_front();
   ++dropped_;
   if (runDropped_++ == 0) {
-    snmp_log(LOG_WARNING, "fhrp-snmp: notification queue full (%zu): dropping the oldest\n",
-             capacity_);
+    logLine(LOG_WARNING,
+            "notification queue full (" + std::to_string(capacity_) + "): dropping the oldest");
   }
   KIV_TRACE(trace(), 0,
             "notification queue full (" << capacity_ << "): dropped " << trapName(oldest.get())
@@ -226,10 +229,12 @@ void TrapManager::dropOldest() {
 void TrapManager::logDrained() {
   if (pacing_ || runDropped_) {
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - runStart_;
-    snmp_log(LOG_INFO,
-             "fhrp-snmp: notification queue drained: %zu sent in %.1f s, at most %zu queued, "
-             "%zu dropped (%zu since start)\n",
-             runSent_, took.count(), runDeepest_, runDropped_, dropped_);
+    char line[160];
+    std::snprintf(line, sizeof line,
+                  "notification queue drained: %zu sent in %.1f s, at most %zu queued, "
+                  "%zu dropped (%zu since start)",
+                  runSent_, took.count(), runDeepest_, runDropped_, dropped_);
+    logLine(LOG_INFO, line);
   }
   pacing_ = false;
   runSent_ = 0;

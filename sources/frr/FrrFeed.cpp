@@ -62,7 +62,7 @@ void FrrFeed::start() {
     adverts_.start();
     listening_ = true;
   } catch (const Kiv::RangeException& e) {
-    log_(true, "fhrp-snmp: cannot listen to VRRP advertisements (" + e.message() +
+    log_(true, "cannot listen to VRRP advertisements (" + e.message() +
                    "; it needs CAP_NET_RAW): a backup's master address reads 0.0.0.0");
   }
   publish();
@@ -168,7 +168,7 @@ void FrrFeed::query(bool configuration) {
 
 void FrrFeed::answered(std::vector<VrrpdRouter> routers, double started) {
   inputs_.routers = std::move(routers);
-  if (!vrrpdAnswers_) log_(false, "fhrp-snmp: vrrpd answers again on " + vty_.socketPath());
+  if (!vrrpdAnswers_) log_(false, "vrrpd answers again on " + vty_.socketPath());
   vrrpdAnswers_ = true;
   trackUpSince(inputs_.upSince, inputs_.routers, Kiv::now());
   publish();
@@ -181,8 +181,7 @@ void FrrFeed::answered(std::vector<VrrpdRouter> routers, double started) {
 
 void FrrFeed::failed(const Kiv::String8& reason) {
   if (vrrpdAnswers_) {
-    log_(true, "fhrp-snmp: vrrpd does not answer (" + reason +
-                   "); its routers read initialize until it does");
+    log_(true, "vrrpd does not answer (" + reason + "); its routers read initialize until it does");
   }
   vrrpdAnswers_ = false;
   vty_.close();

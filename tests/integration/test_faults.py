@@ -102,6 +102,7 @@ def test_sinks_that_do_not_listen_or_never_read_stall_nothing(lab):
         # on until notifications to the deaf sink are dropped (its buffers are full), then five
         # more.
         after_full = documents = 0
+        drained = daemon.count("queue drained")
         while documents < 400 and after_full < 5:
             # Counted in the raw log: parsing thousands of notifications each time is slow.
             before, traps_before = daemon.count("fhrp-snmpd: applied"), trapd.log().count(NEW_MASTER)
@@ -109,6 +110,10 @@ def test_sinks_that_do_not_listen_or_never_read_stall_nothing(lab):
             documents += 1
             assert wait_until(lambda: daemon.count("fhrp-snmpd: applied") > before, 20), \
                 f"document {documents} not applied: the agent is stuck\n{daemon.describe()}"
+            # Notifications are paced: the next document once these went out.
+            assert wait_until(lambda: daemon.count("queue drained") > drained, 20), \
+                f"notifications of document {documents} never went out\n{daemon.describe()}"
+            drained = daemon.count("queue drained")
             # Answers within 2 s, not when the deaf sink times out.
             done = run_tool("snmpget", daemon.address, VRRP + ".1.1.0", community=community,
                             options=["-r", "0"], env=lab.env)

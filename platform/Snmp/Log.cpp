@@ -1,8 +1,8 @@
-#include "host/Log.h"
+#include "platform/Snmp/Log.h"
 
 #include "platform/Snmp/NetSnmp.h"
 
-namespace Host {
+namespace Snmp {
 namespace {
 const char* linePrefix = "";
 }  // namespace
@@ -15,4 +15,4 @@ void logLine(int priority, const Kiv::String8& text) {
   snmp_log(priority, "%s%s\n", linePrefix, text.c_str());
 }
 
-}  // namespace Host
+}  // namespace Snmp
