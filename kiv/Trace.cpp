@@ -1,5 +1,6 @@
 #include "kiv/Trace.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <map>
@@ -75,7 +76,9 @@ TraceState& state() {
         init.spec = parseSpec(env);
         init.specText = env;
       } catch (const RangeException& e) {
-        std::fprintf(stderr, "FHRP_TRACE ignored: %s\n", e.what());
+        // Read before any log is set up: the program's name is the line's prefix.
+        std::fprintf(stderr, "%s: FHRP_TRACE ignored: %s\n", program_invocation_short_name,
+                     e.what());
       }
     }
     return init;
