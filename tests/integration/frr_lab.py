@@ -1,16 +1,11 @@
-"""Two routers running FRR's zebra and vrrpd, each in a network namespace of its own, joined by a
-veth pair; every process is started through the harness's Lab and ended by its PID, and the
-namespaces are deleted when the lab closes. Needs root and Debian's frr package; the system's
-FRR service is never used: each side has private config, pid, zserv and vty paths.
-
-Side "here" (192.0.2.1) runs fhrp-snmpd; side "there" (192.0.2.2) is the other router."""
+"""Two FRR routers in namespaces of their own joined by a veth pair, with private FRR paths."""
 import json
 import os
 import shutil
 import subprocess
 from pathlib import Path
 
-from harness import _RS, _US, Daemon, Trapd, parse_varbinds, wait_until
+from harness import parse_varbinds, wait_until
 
 FRR = Path("/usr/lib/frr")
 SIDES = {"here": "192.0.2.1", "there": "192.0.2.2"}
@@ -151,18 +146,7 @@ class FrrLab:
                                wrapper=("ip", "netns", "exec", here.ns))
 
     def trapd(self, port):
-        """snmptrapd on side "here", one record per notification (as the harness's)."""
-        here = self.sides["here"]
-        conf = self.lab.write("snmptrapd.conf", "disableAuthorization yes\n")
-        log = self.lab.dir / "traps.log"
-        env = dict(self.lab.env, SNMP_PERSISTENT_DIR=str(self.lab.dir / "trapd-persist"))
-        proc = self.lab.spawn(here.exec("snmptrapd", "-f", "-C", "-c", conf, "-Lf", log, "-n",
-                                        "-On", "-F", f"{_RS}%V{_US}%v{_RS}\n",
-                                        f"udp:127.0.0.1:{port}"), "snmptrapd", env=env, cls=Trapd)
-        proc.log_path, proc.sink = log, f"127.0.0.1:{port}"
-        assert wait_until(lambda: log.exists() and "NET-SNMP version" in proc.log(), 30), \
-            proc.describe()
-        return proc
+        return self.lab.trapd(port, self.sides["here"].exec())
 
     def walk(self, agent, oid):
         """{oid: value} of a bulk walk run in side "here"."""
