@@ -1,4 +1,4 @@
-"""fhrp-snmpd, snmpd and snmptrapd on free 127.0.0.1 ports in a scratch folder per test, ended by PID."""
+"""fhrp-snmpd, snmpd and snmptrapd on free loopback ports, a folder per test, ended by PID."""
 import json
 import os
 import shutil
@@ -50,12 +50,11 @@ def free_port():
 
 def wait_until(predicate, timeout=10.0, step=0.02):
     deadline = time.monotonic() + timeout
-    while True:
-        if predicate():
-            return True
+    while not predicate():
         if time.monotonic() >= deadline:
             return False
         time.sleep(step)
+    return True
 
 
 class Proc:
@@ -101,11 +100,8 @@ class Proc:
                 return int(line.split()[1])
         return 0
 
-    def rss_kb(self):
-        return self._proc_field("status", "VmRSS")
-
-    def bytes_read(self):
-        return self._proc_field("io", "rchar")
+    rss_kb = lambda self: self._proc_field("status", "VmRSS")
+    bytes_read = lambda self: self._proc_field("io", "rchar")  # files and sockets
 
     def cpu_seconds(self):
         fields = Path(f"/proc/{self.pid}/stat").read_text().rsplit(")", 1)[1].split()
@@ -124,12 +120,10 @@ def tool_env(lab_dir):
 
 
 def _value(text):
-    if text.startswith("No Such Object"):
-        return "noSuchObject", ""
-    if text.startswith("No Such Instance"):
-        return "noSuchInstance", ""
-    if text.startswith("No more variables"):
-        return "endOfMibView", ""
+    for start, kind in (("No Such Object", "noSuchObject"), ("No Such Instance", "noSuchInstance"),
+                        ("No more variables", "endOfMibView")):
+        if text.startswith(start):
+            return kind, ""
     if text.startswith('"'):
         return "STRING", text[1:-1].replace('\\"', '"').replace("\\\\", "\\")
     kind, _, value = text.partition(": ")

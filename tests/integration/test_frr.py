@@ -1,6 +1,4 @@
-"""fhrp-snmpd --frr on a router running FRR's vrrpd, next to a second router: every column
-against what vrrpd and the kernel say, through failover, preemption, a priority change, a
-shutdown, and this side's vrrpd stopped and started, with a notification for every new master."""
+"""fhrp-snmpd --frr next to FRR's vrrpd: every column against vrrpd and the kernel, throughout."""
 from collections import Counter
 
 import pytest
@@ -80,7 +78,7 @@ def expected(frr, here, priorities):
 
 
 def mib_matches(frr, here, agent, priorities):
-    """True once the agent's walk reads what vrrpd says (up time: set exactly when up)."""
+    # Up time: set exactly when up.
     want, got = expected(frr, here, priorities), frr.walk(agent, VRRP)
     for oid, value in want.items():
         if value is None:  # vrrpOperUpTime

@@ -1,6 +1,4 @@
-"""fhrp-snmpd as the systemd unit runs it, without systemd: a datagram socket of ours stands in
-for NOTIFY_SOCKET, and a file that JOURNAL_STREAM names stands in for the journal."""
-import os
+"""fhrp-snmpd as the systemd unit runs it: a socket of ours stands in for NOTIFY_SOCKET."""
 import socket
 
 from harness import VRRP, get
@@ -18,16 +16,3 @@ def test_ready_once_it_answers_and_stopping_on_sigterm(lab):
         assert daemon.stop() == 0
         assert notify.recv(4096) == b"STOPPING=1"
 
-
-def test_lines_to_the_journal_carry_their_priority_only_there(lab):
-    # The lab opens the daemon's log without replacing it: same device and inode.
-    stream = lab.write("fhrp-snmpd-0.log", "")
-    st = os.stat(stream)
-    env = dict(lab.env, JOURNAL_STREAM=f"{st.st_dev}:{st.st_ino}")
-    journal = lab.daemon(env=env)
-    assert "<6>" in journal.log()
-    journal.write_state('{"interfaces": 1}')
-    assert journal.wait_for("<3>")
-    # A child whose stderr went elsewhere inherits the variable, not the journal: plain lines.
-    redirected = lab.daemon(env=env)
-    assert "<6>" not in redirected.log()
