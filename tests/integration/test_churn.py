@@ -11,8 +11,8 @@ CYCLE = 12  # documents, written in turn
 
 
 def churn_doc(seed):
-    """Eight interfaces, present four times in five, the last renumbered each document, random
-    routers (one in ten version 3, not served); the document and what walk_keys() may see."""
+    """A document of random routers (one in ten version 3) and what walk_keys() may see in it."""
+    # Eight interfaces, present four times in five, the last renumbered each document.
     rng = random.Random(seed)
     interfaces, allowed = {}, set()
     for i in range(1, 9):
@@ -21,8 +21,10 @@ def churn_doc(seed):
         for vrid in (v for v in range(1, 256) if rng.randrange(100) < 8):
             state, version = rng.randrange(3), 3 if rng.randrange(10) == 0 else 2
             addrs = [f"10.{i}.{vrid}.{host}" for host in (1, 2) if host == 1 or rng.randrange(2)]
+            # Sometimes an inactive address, never to be served.
             routers[vrid] = vr(["initialize", "backup", "master"][state], f"10.{i}.0.3", addrs,
-                               version, up_since=1763760000.5 if state else 0)
+                               version, up_since=1763760000.5 if state else 0,
+                               inactive=[f"10.{i}.{vrid}.9"] if rng.randrange(4) == 0 else [])
             if present and version == 2:
                 row = f"{if_index}.{vrid}"
                 allowed |= {("row", row), ("state", row, str(state + 1))}
