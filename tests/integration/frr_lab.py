@@ -133,9 +133,6 @@ class FrrLab:
                                f"127.0.0.1:{trap_port}", "--trace", "Sources/1", state=False,
                                wrapper=("ip", "netns", "exec", here.ns))
 
-    def trapd(self, port):
-        return self.lab.trapd(port, self.sides["here"].exec())
-
     def walk(self, agent, oid):
         done = run(*self.sides["here"].exec("snmpbulkwalk", "-On", "-Oe", "-v2c", "-c", "public",
                                              "-t", "2", "-r", "2", "-Cr25", agent.address, oid))
