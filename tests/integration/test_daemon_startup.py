@@ -52,14 +52,9 @@ BAD_STARTS = {
                                     "--trap-sink nosuchhost.invalid:162: unknown host"),
     "unknown trace handle": lambda lab, s: ([*s, "--trace", "Snmp/1,Nope"],
                                             "--trace: unknown handle 'Nope'"),
-    "community under agentx": lambda lab, s: ([*s, "--agentx", lab.dir / "ax", "--community",
-                                               "c"], "--community does not apply under --agentx"),
     "sink under agentx": lambda lab, s: ([*s, "--agentx", lab.dir / "ax", "--trap-sink", "h:1"],
                                          "--trap-sink does not apply under --agentx"),
     "busy port": busy_port,
-    "address not on this host": lambda lab, s: (
-        [*s, "--listen", "udp:192.0.2.77:1161"],
-        "cannot listen on udp:192.0.2.77:1161: Cannot assign requested address"),
     "port 161 unprivileged": unprivileged_port_161,
 }
 

@@ -46,8 +46,6 @@ def test_a_broken_document_of_any_kind_leaves_the_last_good_state_served(lab):
         (lambda: daemon.write_state(""), "end of document"),  # a writer truncating first
         (lambda: daemon.write_state(good[:len(good) // 2]), "line "),
         (lambda: daemon.replace_state(garbage), "line 1, column 1"),
-        (lambda: daemon.write_state('{"interfaces": {"Ethernet1": {"ifIndex": 0}}}'),
-         "$.interfaces.Ethernet1.ifIndex"),
         (lambda: daemon.write_state('{"vrrpStatus": {"Ethernet1": {"5": {"state": "mastr"}}}}'),
          '$.vrrpStatus.Ethernet1["5"].state'),
         (lambda: (state.unlink(), state.mkdir()), "directory"),
