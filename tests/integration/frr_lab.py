@@ -1,23 +1,17 @@
-"""Two routers running FRR's zebra and vrrpd, each in a network namespace of its own, joined by a
-veth pair; every process is started through the harness's Lab and ended by its PID, and the
-namespaces are deleted when the lab closes. Needs root and Debian's frr package; the system's
-FRR service is never used: each side has private config, pid, zserv and vty paths.
-
-Side "here" (192.0.2.1) runs fhrp-snmpd; side "there" (192.0.2.2) is the other router."""
+"""Two FRR routers in namespaces of their own joined by a veth pair, with private FRR paths."""
 import json
 import os
 import shutil
 import subprocess
 from pathlib import Path
 
-from harness import _RS, _US, Daemon, Trapd, parse_varbinds, wait_until
+from harness import parse_varbinds, wait_until
 
 FRR = Path("/usr/lib/frr")
 SIDES = {"here": "192.0.2.1", "there": "192.0.2.2"}
 
 
 def available():
-    """Why the lab cannot run here, or None."""
     if os.geteuid() != 0:
         return "needs root (network namespaces, FRR's daemons)"
     if not (FRR / "vrrpd").exists() or not shutil.which("vtysh"):
@@ -31,7 +25,6 @@ def run(*argv, check=True):
 
 
 class Router:
-    """One side: a namespace, its FRR directory and the daemons running there."""
 
     def __init__(self, lab, name, ns, routers):
         self.lab, self.name, self.ns = lab, name, ns
@@ -63,35 +56,26 @@ class Router:
     def if_index(self, name):
         return json.loads(self.ip("-j", "link", "show", "dev", name).stdout)[0]["ifindex"]
 
-    def start_zebra(self):
+    def start(self, daemon, ready):
         d = self.dir
-        self.zebra = self.lab.spawn(self.exec(
-            FRR / "zebra", "-f", d / "zebra.conf", "-i", d / "zebra.pid", "-z", d / "zserv.api",
-            "--vty_socket", d), f"zebra-{self.name}")
-        assert wait_until(lambda: (d / "zserv.api").exists(), 20), self.zebra.describe()
+        proc = self.lab.spawn(self.exec(
+            FRR / daemon, "-f", d / f"{daemon}.conf", "-i", d / f"{daemon}.pid", "-z",
+            d / "zserv.api", "--vty_socket", d), f"{daemon}-{self.name}")
+        assert wait_until(ready, 20), proc.describe()
+        return proc
 
     def start_vrrpd(self):
-        d = self.dir
-        self.vrrpd = self.lab.spawn(self.exec(
-            FRR / "vrrpd", "-f", d / "vrrpd.conf", "-i", d / "vrrpd.pid", "-z", d / "zserv.api",
-            "--vty_socket", d), f"vrrpd-{self.name}")
-        assert wait_until(lambda: self.show_vrrp() is not None, 20), self.vrrpd.describe()
+        self.vrrpd = self.start("vrrpd", lambda: self.show_vrrp() is not None)
 
     def stop_vrrpd(self):
         self.vrrpd.stop()
         (self.dir / "vrrpd.vty").unlink(missing_ok=True)
 
-    def vtysh(self, *commands):
-        argv = ["vtysh", "--vty_socket", self.dir]
-        for c in commands:
-            argv += ["-c", c]
-        return run(*argv).stdout
-
     def configure(self, *commands):
-        self.vtysh("configure terminal", f"interface {self.parent}", *commands)
+        run("vtysh", "--vty_socket", self.dir, *(f"-c{c}" for c in (
+            "configure terminal", f"interface {self.parent}", *commands)))
 
     def show_vrrp(self):
-        """vrrpd's routers by vrid, or None while it does not answer."""
         done = run("vtysh", "--vty_socket", self.dir, "-d", "vrrpd", "-c", "show vrrp json",
                    check=False)
         try:
@@ -100,7 +84,7 @@ class Router:
             return None
 
     def transitions(self, to="Master"):
-        """vrrpd's log lines of IPv4 transitions into `to`, as (timestamp text, vrid)."""
+        """vrrpd's logged IPv4 transitions into `to`, as (timestamp text, vrid)."""
         found = []
         log = self.dir / "vrrpd.log"
         for line in log.read_text(errors="replace").splitlines() if log.exists() else []:
@@ -111,7 +95,7 @@ class Router:
 
 
 class FrrLab:
-    """Both sides, their veth pair, a macvlan per router on each side and FRR running."""
+    # Both sides, their veth pair, a macvlan per router on each side and FRR running.
 
     def __init__(self, lab, routers):
         self.lab, self.routers = lab, routers
@@ -140,32 +124,16 @@ class FrrLab:
                     side.ip("addr", "add", f"{a}/24", "dev", vlan)
                 side.ip("link", "set", vlan, "up")
         for side in self.sides.values():
-            side.start_zebra()
+            side.zebra = side.start("zebra", lambda s=side: (s.dir / "zserv.api").exists())
             side.start_vrrpd()
 
     def agent(self, trap_port):
-        """fhrp-snmpd --frr on side "here", sending notifications to trap_port there."""
         here = self.sides["here"]
         return self.lab.daemon("--frr", "--frr-vty", str(here.dir), "--trap-sink",
                                f"127.0.0.1:{trap_port}", "--trace", "Sources/1", state=False,
                                wrapper=("ip", "netns", "exec", here.ns))
 
-    def trapd(self, port):
-        """snmptrapd on side "here", one record per notification (as the harness's)."""
-        here = self.sides["here"]
-        conf = self.lab.write("snmptrapd.conf", "disableAuthorization yes\n")
-        log = self.lab.dir / "traps.log"
-        env = dict(self.lab.env, SNMP_PERSISTENT_DIR=str(self.lab.dir / "trapd-persist"))
-        proc = self.lab.spawn(here.exec("snmptrapd", "-f", "-C", "-c", conf, "-Lf", log, "-n",
-                                        "-On", "-F", f"{_RS}%V{_US}%v{_RS}\n",
-                                        f"udp:127.0.0.1:{port}"), "snmptrapd", env=env, cls=Trapd)
-        proc.log_path, proc.sink = log, f"127.0.0.1:{port}"
-        assert wait_until(lambda: log.exists() and "NET-SNMP version" in proc.log(), 30), \
-            proc.describe()
-        return proc
-
     def walk(self, agent, oid):
-        """{oid: value} of a bulk walk run in side "here"."""
         done = run(*self.sides["here"].exec("snmpbulkwalk", "-On", "-Oe", "-v2c", "-c", "public",
                                              "-t", "2", "-r", "2", "-Cr25", agent.address, oid))
         return {o: v for o, _, v in parse_varbinds(done.stdout) if _ != "endOfMibView"}

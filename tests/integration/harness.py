@@ -1,9 +1,4 @@
-"""Real processes for the integration tests: fhrp-snmpd, Debian's snmpd and snmptrapd.
-
-Everything runs on 127.0.0.1 with ports picked free at start, in a scratch folder per test
-(kept with FHRP_KEEP_TMP=1). Every process is started through a Lab and ended by its PID when
-the test ends, whatever the outcome.
-"""
+"""fhrp-snmpd, snmpd and snmptrapd on free loopback ports, a folder per test, ended by PID."""
 import json
 import os
 import shutil
@@ -40,7 +35,7 @@ _RS, _US = "\x1e", "\x1f"
 
 
 def free_port():
-    """A port free on 127.0.0.1 for both UDP and TCP right now."""
+    # Free on 127.0.0.1 for both UDP and TCP right now.
     while True:
         with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as u:
             u.bind(("127.0.0.1", 0))
@@ -55,16 +50,14 @@ def free_port():
 
 def wait_until(predicate, timeout=10.0, step=0.02):
     deadline = time.monotonic() + timeout
-    while True:
-        if predicate():
-            return True
+    while not predicate():
         if time.monotonic() >= deadline:
             return False
         time.sleep(step)
+    return True
 
 
 class Proc:
-    """A started process; its standard output and error go to one log file."""
 
     def __init__(self, argv, log_path, env=None, cwd=None):
         self.argv = [str(a) for a in argv]
@@ -86,14 +79,12 @@ class Proc:
             and text in self.log()
 
     def wait(self, timeout=30.0):
-        """The exit status, or None while it still runs after `timeout`."""
         try:
             return self._popen.wait(timeout)
         except subprocess.TimeoutExpired:
             return None
 
     def stop(self, timeout=30.0):
-        """SIGTERM by PID, SIGKILL if it lingers; the exit status."""
         if self.alive():
             os.kill(self.pid, signal.SIGTERM)
             if self.wait(timeout) is None:
@@ -101,7 +92,6 @@ class Proc:
         return self._popen.wait()
 
     def count(self, text):
-        """How many lines of the log hold `text`."""
         return sum(text in line for line in self.log().splitlines())
 
     def _proc_field(self, file, name):
@@ -110,16 +100,10 @@ class Proc:
                 return int(line.split()[1])
         return 0
 
-    def rss_kb(self):
-        """Resident size in KiB."""
-        return self._proc_field("status", "VmRSS")
-
-    def bytes_read(self):
-        """Every byte it read so far, files and sockets."""
-        return self._proc_field("io", "rchar")
+    rss_kb = lambda self: self._proc_field("status", "VmRSS")
+    bytes_read = lambda self: self._proc_field("io", "rchar")  # files and sockets
 
     def cpu_seconds(self):
-        """User plus system CPU time so far, from /proc."""
         fields = Path(f"/proc/{self.pid}/stat").read_text().rsplit(")", 1)[1].split()
         return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
 
@@ -128,7 +112,7 @@ class Proc:
 
 
 def tool_env(lab_dir):
-    """For net-snmp's tools and daemons: no MIB files and no configuration but ours."""
+    # net-snmp's tools and daemons read no MIB files and no configuration but ours.
     conf = Path(lab_dir) / "tool-conf"
     conf.mkdir(exist_ok=True)
     return dict(os.environ, MIBS="", MIBDIRS="/nonexistent", SNMPCONFPATH=str(conf),
@@ -136,12 +120,10 @@ def tool_env(lab_dir):
 
 
 def _value(text):
-    if text.startswith("No Such Object"):
-        return "noSuchObject", ""
-    if text.startswith("No Such Instance"):
-        return "noSuchInstance", ""
-    if text.startswith("No more variables"):
-        return "endOfMibView", ""
+    for start, kind in (("No Such Object", "noSuchObject"), ("No Such Instance", "noSuchInstance"),
+                        ("No more variables", "endOfMibView")):
+        if text.startswith(start):
+            return kind, ""
     if text.startswith('"'):
         return "STRING", text[1:-1].replace('\\"', '"').replace("\\\\", "\\")
     kind, _, value = text.partition(": ")
@@ -155,7 +137,7 @@ def _value(text):
 
 
 def parse_varbinds(text):
-    """net-snmp's `-On` output as (oid, type, value); an empty value line yields ""."""
+    """net-snmp's `-On` output as (oid, type, value)."""
     result = []
     for line in text.splitlines():
         oid, sep, rest = line.partition(" = ")
@@ -168,8 +150,7 @@ def parse_varbinds(text):
 
 
 def run_tool(tool, agent, *args, community="public", options=(), env=None):
-    """One of net-snmp's tools against `agent`, run to its end (a subprocess.CompletedProcess);
-    later options override the defaults here."""
+    """One of net-snmp's tools against `agent`, run to its end; `options` override ours."""
     argv = [tool, "-On", "-Oe", "-t", "2", "-r", "2", "-v2c", "-c", community, *options, agent,
             *args]
     return subprocess.run(argv, capture_output=True, text=True,
@@ -177,8 +158,7 @@ def run_tool(tool, agent, *args, community="public", options=(), env=None):
 
 
 def snmp(tool, agent, *args, community="public", options=(), env=None, check=True):
-    """Runs one of net-snmp's tools against `agent` and returns its bindings; a walk's closing
-    endOfMibView is left out."""
+    """A tool's bindings, without a walk's closing endOfMibView."""
     done = run_tool(tool, agent, *args, community=community, options=options, env=env)
     if check and done.returncode != 0:
         raise AssertionError(f"{' '.join(done.args)}: exit {done.returncode}\n{done.stderr}")
@@ -193,7 +173,6 @@ def oid_key(oid):
 
 
 def in_order(vbs, root=VRRP):
-    """Whether every OID lies below `root` and follows the one before."""
     keys = [oid_key(oid) for oid, _, _ in vbs]
     return keys == sorted(set(keys)) and all(oid.startswith(root + ".") for oid, _, _ in vbs)
 
@@ -205,16 +184,14 @@ def masked(vbs):
 
 def vr(state="backup", src="0.0.0.0", addrs=(), version=2, priority=100, up_since=0.0,
        inactive=()):
-    """One virtual router of a state document, its configuration and its status; `inactive`
-    addresses are listed as false."""
+    """One router of a state document: (configuration, status)."""
     return {"version": version, "priority": priority}, {
         "state": state, "priority": priority, "srcAddr": src, "upSince": float(up_since),
         "ipAddrs": {**dict.fromkeys(addrs, True), **dict.fromkeys(inactive, False)}}
 
 
 def state_doc(interfaces):
-    """A state document from {name: (ifIndex, "address/length", {vrId: vr(...)})}; an ifIndex or
-    address of None leaves the interface out of that part of the document."""
+    """A document from {name: (ifIndex or None, "address/length" or None, {vrId: vr(...)})}."""
     doc = {"interfaces": {}, "ip": {}, "vrrpConfig": {}, "vrrpStatus": {}}
     for name, (index, ip, routers) in interfaces.items():
         if index is not None:
@@ -228,8 +205,7 @@ def state_doc(interfaces):
 
 
 def get(agent, *oids, timeout=1.0, community="public"):
-    """One GET through pysnmp, without retries: {oid: value as text}. TimeoutError when the
-    agent does not answer within `timeout` seconds."""
+    """One GET through pysnmp without retries: {oid: value as text}, or TimeoutError."""
     host, port = agent.rsplit(":", 1)
     error, status, _, vbs = next(getCmd(
         SnmpEngine(), CommunityData(community),
@@ -243,16 +219,15 @@ def get(agent, *oids, timeout=1.0, community="public"):
 
 
 class Daemon(Proc):
-    """fhrp-snmpd; `address` is its listening address when it listens."""
     address = None
     state_path = None
 
     def write_state(self, text):
-        """In place, as a careless editor would."""
+        # In place, as a careless editor would.
         self.state_path.write_text(text)
 
     def replace_state(self, text):
-        """As a publisher should: written aside, then renamed over the document."""
+        # As a publisher should: written aside, then renamed over the document.
         aside = self.state_path.with_name(self.state_path.name + ".new")
         aside.write_text(text)
         aside.rename(self.state_path)
@@ -267,7 +242,6 @@ class Trapd(Proc):
     sink = None
 
     def notifications(self):
-        """Every complete notification received so far, as {oid: value}."""
         text = self.log()
         found = []
         for record in text.split(_RS)[1::2] if text.count(_RS) % 2 == 0 else \
@@ -279,14 +253,12 @@ class Trapd(Proc):
         return [n for n in self.notifications() if n.get(SNMP_TRAP_OID) == NEW_MASTER]
 
     def wait_for_count(self, n, timeout=30.0, kind=NEW_MASTER):
-        """Waits until `n` notifications of `kind` arrived; the number that did."""
         count = lambda: sum(1 for x in self.notifications() if x.get(SNMP_TRAP_OID) == kind)
         wait_until(lambda: count() >= n, timeout, 0.1)
         return count()
 
 
 class Lab:
-    """A test's scratch folder and the processes it started."""
 
     def __init__(self, name="lab"):
         self.dir = Path(tempfile.mkdtemp(prefix=f"fhrp-{name}-"))
@@ -310,14 +282,13 @@ class Lab:
         return proc
 
     def state(self, state=None, name="state.json"):
-        """A state document in the lab: the lab example, a path to copy, a dict or JSON text."""
+        """The lab example, a path to copy, a dict or JSON text as a document in the lab."""
         if state is None or isinstance(state, Path):
             return self.write(name, Path(state or LAB_JSON).read_text())
         return self.write(name, state if isinstance(state, str) else json.dumps(state))
 
     def daemon(self, *args, state=None, listen=True, wait=True, wrapper=(), env=None):
-        """fhrp-snmpd on the lab's state document (`--state` unless `state` is False), listening
-        on a free loopback port unless `listen` is False; waits for its ready line."""
+        """fhrp-snmpd (`--state` unless `state` is False), listening unless `listen` is False."""
         denv = dict(env or self.env, SNMP_PERSISTENT_DIR=str(self.dir / "persist"))
         if SANITIZED:
             # Freed memory is held back only briefly, so that the resident size still means
@@ -340,8 +311,7 @@ class Lab:
         raise AssertionError(f"fhrp-snmpd did not become ready:\n{proc.describe()}")
 
     def snmpd(self, lines=(), agentx=True, community=True):
-        """Debian's snmpd as a private agent on a free port; with `agentx`, also the AgentX
-        master on a socket in the lab."""
+        """snmpd on a free port; with `agentx`, also the AgentX master on a socket in the lab."""
         sock = self.dir / "agentx.sock"
         conf = ["rocommunity public 127.0.0.1"] if community else []
         if agentx:
@@ -361,17 +331,17 @@ class Lab:
                 return proc
         raise AssertionError(f"snmpd did not start:\n{proc.describe()}")
 
-    def trapd(self):
-        """snmptrapd on a free port, logging every notification it receives."""
+    def trapd(self, port=None, wrapper=()):
+        """snmptrapd on `port` or a free one, logging every notification it receives."""
         conf = self.write("snmptrapd.conf", "disableAuthorization yes\n")
         env = dict(self.env, SNMP_PERSISTENT_DIR=str(self.dir / "trapd-persist"))
         for attempt in range(3):
-            port = free_port()
-            log = self.dir / f"traps-{port}.log"
-            proc = self.spawn(["snmptrapd", "-f", "-C", "-c", conf, "-Lf", log, "-n", "-On",
-                               "-F", f"{_RS}%V{_US}%v{_RS}\n", f"udp:127.0.0.1:{port}"],
+            at = port or free_port()
+            log = self.dir / f"traps-{at}.log"
+            proc = self.spawn([*wrapper, "snmptrapd", "-f", "-C", "-c", conf, "-Lf", log, "-n",
+                               "-On", "-F", f"{_RS}%V{_US}%v{_RS}\n", f"udp:127.0.0.1:{at}"],
                               f"snmptrapd-{attempt}", env=env, cls=Trapd)
-            proc.log_path, proc.sink = log, f"127.0.0.1:{port}"
+            proc.log_path, proc.sink = log, f"127.0.0.1:{at}"
             if wait_until(lambda: log.exists() and "NET-SNMP version" in proc.log()
                           or not proc.alive(), 30) and proc.alive():
                 return proc

@@ -1,8 +1,5 @@
-"""fhrp-snmpd as operators run it: standalone, as AgentX subagent of Debian's snmpd, and as a
-plug-in loaded into snmpd; its state document edited while it runs, its notifications caught by
-snmptrapd; the SNMPv3 set-up docs/security.md recommends."""
+"""fhrp-snmpd standalone, as AgentX subagent and as plug-in; live edits; the SNMPv3 set-up."""
 import os
-import time
 
 import pytest
 
@@ -21,18 +18,17 @@ def col(column, if_index, vrid):
 
 
 def serve(lab, way, *args):
-    """Runs the module the given way on the lab example, with the write community `private`;
-    the address that answers for it."""
+    """The address serving the lab example the given way, with write community `private`."""
     if way == "standalone":
         conf = lab.write("agent.conf", "rwcommunity private 127.0.0.1\n")
         return lab.daemon("--config", conf, *args).address
     rw = ["rwcommunity private 127.0.0.1"]
     if way == "agentx":
-        snmpd = lab.snmpd(rw)
-        lab.daemon("--agentx", str(snmpd.agentx), *args, listen=False)
-        assert wait_until(lambda: len(snmp("snmpwalk", snmpd.address, VRRP, check=False))
+        lab.master = lab.snmpd(rw)
+        lab.daemon("--agentx", str(lab.master.agentx), *args, listen=False)
+        assert wait_until(lambda: len(snmp("snmpwalk", lab.master.address, VRRP, check=False))
                           == LAB_BINDINGS, 30)
-        return snmpd.address
+        return lab.master.address
     if SANITIZED:
         pytest.skip("an instrumented plug-in cannot load into snmpd")
     return lab.snmpd([*rw, f"dlmod fhrpsnmp {FHRP_PLUGIN}", f"fhrpStateFile {lab.state()}"]).address
@@ -70,29 +66,35 @@ def test_serves_the_lab_example_and_refuses_every_set(lab, way):
         done = run_tool("snmpset", agent, oid, "i", "2", community="private", env=lab.env)
         assert "notWritable" in done.stderr, f"SET {oid}: {done.stdout}{done.stderr}"
     assert masked(snmp("snmpwalk", agent, VRRP)) == masked(walk)
+    # A subagent pings its master every 2 s: served again soon after each restart of it.
+    for _ in range(2 if way == "agentx" else 0):
+        lab.master.stop()
+        lab.master = lab.snmpd(["rwcommunity private 127.0.0.1"])  # another UDP port
+        assert wait_until(lambda: masked(snmp("snmpwalk", lab.master.address, VRRP, check=False))
+                          == masked(walk), 10, 0.2), lab.master.log()
 
 
-def small_doc(master12=False, ip="10.0.0.2/24", v13=2, with14=False):
-    """One interface, ifIndex 7; vr 12 backup (or master), vr 13 master, vr 14 when asked."""
+def small_doc(master12=False, ip="10.0.0.2/24", v13=2):
+    # One interface, ifIndex 7; vr 12 backup (or master), vr 13 master. Routers that come and go
+    # with their addresses: test_churn.py.
     routers = {12: vr("master" if master12 else "backup", "10.0.0.2" if master12 else "10.0.0.3",
                       ["10.0.0.1"]),
                13: vr("master", "10.0.0.2", ["10.0.0.100"], version=v13, up_since=1763760000)}
-    if with14:
-        routers[14] = vr(addrs=["10.0.0.140"])
     return state_doc({"Ethernet7": (7, ip, routers)})
 
 
 def announced(trapd, vrid, before=0, timeout=15):
-    """The new-master notifications naming router `vrid` of ifIndex 7, once more than `before`
-    of them arrived."""
+    """The new-master notifications naming router `vrid`, once more than `before` arrived."""
     mine = lambda: [n for n in trapd.new_masters() if col(7, 7, vrid) in n]
     wait_until(lambda: len(mine()) > before, timeout, 0.1)
     return mine()
 
 
 def test_follows_the_state_document_and_sends_new_master_traps(lab):
-    trapd = lab.trapd()
+    trapd, quiet = lab.trapd(), lab.trapd()
     daemon = lab.daemon("--trap-sink", trapd.sink, state=small_doc())
+    # Another agent on the same document, its notifications switched off: it announces nothing.
+    off = lab.daemon("--trap-sink", quiet.sink, "--notifications", "off", state=small_doc())
     agent = daemon.address
     value = lambda oid: get(agent, oid)[oid]
     # A router that is master when the agent starts is announced once it knows its address.
@@ -105,14 +107,6 @@ def test_follows_the_state_document_and_sends_new_master_traps(lab):
     assert list(traps[0]) == [".1.3.6.1.2.1.1.3.0", SNMP_TRAP_OID, col(7, 7, 12)]
     assert traps[0][col(7, 7, 12)] == "10.0.0.2"
     assert value(col(3, 7, 12)) == "3"
-
-    # A router added, then removed with its address.
-    daemon.replace_state(small_doc(master12=True, with14=True))
-    assert wait_until(lambda: value(col(3, 7, 14)) == "2")
-    assert value(ASSO_TABLE + ".1.2.7.14.10.0.0.140") == "1"
-    daemon.replace_state(small_doc(master12=True))
-    assert wait_until(lambda: "No Such Instance" in value(col(3, 7, 14)))
-    assert "No Such Instance" in value(ASSO_TABLE + ".1.2.7.14.10.0.0.140")
 
     # The interface loses its address: masters report no master address until it returns.
     daemon.replace_state(small_doc(master12=True, ip=None))
@@ -129,34 +123,8 @@ def test_follows_the_state_document_and_sends_new_master_traps(lab):
     assert len(traps) == 2, trapd.log() + daemon.log()
     assert traps[1][col(7, 7, 13)] == "10.0.0.5"
     assert value(ASSO_TABLE + ".1.2.7.13.10.0.0.100") == "1"
-
-
-def test_notifications_off_sends_nothing(lab):
-    trapd = lab.trapd()
-    daemon = lab.daemon("--trap-sink", trapd.sink, "--notifications", "off", state=small_doc())
-    daemon.replace_state(small_doc(master12=True))
-    oid = col(3, 7, 12)
-    assert wait_until(lambda: get(daemon.address, oid)[oid] == "3")
-    time.sleep(1.5)  # what would have been sent has arrived by now
-    assert trapd.new_masters() == [], trapd.log()
-
-
-def test_serves_as_agentx_subagent_also_after_its_master_restarts(lab):
-    snmpd = lab.snmpd()
-    daemon = lab.daemon("--agentx", str(snmpd.agentx), listen=False)
-    walk = lambda: masked(snmp("snmpwalk", snmpd.address, VRRP, check=False))
-    assert wait_until(lambda: len(walk()) == LAB_BINDINGS, 30), snmpd.log() + daemon.log()
-    served = walk()
-    for restart in (1, 2):
-        snmpd.stop()
-        down = time.monotonic()
-        snmpd = lab.snmpd()  # the same AgentX socket, another UDP port
-        assert wait_until(lambda: walk() == served, 30, 0.2), snmpd.log() + daemon.log()
-        took = time.monotonic() - down
-        print(f"served again {took:.1f} s after master restart {restart}")
-        # The daemon pings its master every 2 s and reconnects at that pace.
-        assert took < 10
-    assert daemon.stop() == 0, daemon.describe()
+    assert get(off.address, col(3, 7, 12))[col(3, 7, 12)] == "3"
+    assert quiet.new_masters() == [], quiet.log()
 
 
 AUTH_PASS, PRIV_PASS = "auth-pass-phrase-1", "priv-pass-phrase-1"
@@ -168,13 +136,10 @@ def v3(level, user="opsuser", auth=AUTH_PASS, priv=PRIV_PASS):
             *(["-x", "AES", "-X", priv] if level == "authPriv" else [])]
 
 
-REFUSED = {"authentication without privacy": v3("authNoPriv"),
-           "no authentication": v3("noAuthNoPriv"),
-           "a wrong authentication pass phrase": v3("authPriv", auth="wrong-pass"),
-           "a wrong privacy pass phrase": v3("authPriv", priv="wrong-pass"),
-           "an unknown user": v3("authPriv", user="intruder"),
-           "public over SNMPv2c": ["-t", "1", "-r", "0"],
-           "public over SNMPv1": ["-v1", "-t", "1", "-r", "0"]}
+# Lower levels, wrong pass phrases, an unknown user, the community over SNMPv2c and v1.
+REFUSED = [v3("authNoPriv"), v3("noAuthNoPriv"), v3("authPriv", auth="wrong-pass"),
+           v3("authPriv", priv="wrong-pass"), v3("authPriv", user="intruder"),
+           ["-t", "1", "-r", "0"], ["-v1", "-t", "1", "-r", "0"]]
 
 
 # One SNMPv3 user with authentication and privacy, no community. Only that user, with both its
@@ -193,13 +158,12 @@ def test_only_the_authpriv_user_gets_anything_and_no_secret_leaks(lab):
         walk = snmp("snmpwalk", daemon.address, VRRP, options=v3("authPriv") + ["-t3", "-r2"],
                     env=lab.env)
         assert len(walk) == LAB_BINDINGS
-        assert not any("s3cret" in value for _, _, value in walk)
         assert snmp("snmpset", daemon.address, NODE_VERSION, "i", "3", options=v3("authPriv"),
                     env=lab.env, check=False) == []
         if run == 1:  # once: a restart changes no rule
-            for what, options in REFUSED.items():
+            for options in REFUSED:
                 assert snmp("snmpget", daemon.address, NODE_VERSION, options=options,
-                            env=lab.env, check=False) == [], what
+                            env=lab.env, check=False) == [], options
         assert daemon.stop() == 0, daemon.describe()
         text = stored.read_text()
         for secret in (AUTH_PASS, PRIV_PASS, "s3cret"):

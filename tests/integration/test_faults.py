@@ -1,6 +1,4 @@
-"""Faults around a running fhrp-snmpd: its state document broken in every way a file can be, its
-notification sinks deaf. It must go on serving the last good state, promptly, and take the next
-good one."""
+"""A state document broken every way a file can be, and deaf sinks: the last good state served."""
 import os
 import random
 import socket
@@ -9,8 +7,7 @@ from harness import NEW_MASTER, VRRP, free_port, masked, run_tool, snmp, state_d
 
 
 def routers_doc(routers, even_masters=True, drop=None):
-    """Ethernet1..4 with routers 1..`routers` each; the masters are the even ids when
-    `even_masters`, the odd ones otherwise; `drop` (interface, vrId) leaves one out."""
+    """Ethernet1..4 with routers 1..`routers`, masters even or odd; `drop` (interface, vrId)."""
     doc = {}
     for i in range(1, 5):
         net = f"10.0.{i}"
@@ -49,8 +46,6 @@ def test_a_broken_document_of_any_kind_leaves_the_last_good_state_served(lab):
         (lambda: daemon.write_state(""), "end of document"),  # a writer truncating first
         (lambda: daemon.write_state(good[:len(good) // 2]), "line "),
         (lambda: daemon.replace_state(garbage), "line 1, column 1"),
-        (lambda: daemon.write_state('{"interfaces": {"Ethernet1": {"ifIndex": 0}}}'),
-         "$.interfaces.Ethernet1.ifIndex"),
         (lambda: daemon.write_state('{"vrrpStatus": {"Ethernet1": {"5": {"state": "mastr"}}}}'),
          '$.vrrpStatus.Ethernet1["5"].state'),
         (lambda: (state.unlink(), state.mkdir()), "directory"),
@@ -122,6 +117,4 @@ def test_sinks_that_do_not_listen_or_never_read_stall_nothing(lab):
                 f"no notification reached the live sink after document {documents}"
             after_full += daemon.count("send_trap: Failure in sendto") > 0
         assert after_full == 5, f"the deaf sink never filled after {documents} documents"
-        print(f"{documents} failover documents, {trapd.log().count(NEW_MASTER)} notifications at "
-              "the live sink")
         assert daemon.stop() == 0, daemon.describe()

@@ -1,12 +1,9 @@
-"""fhrp-snmpd --frr on a router running FRR's vrrpd, next to a second router: every column
-against what vrrpd and the kernel say, through failover, preemption, a priority change, a
-shutdown, and this side's vrrpd stopped and started, with a notification for every new master."""
+"""fhrp-snmpd --frr next to FRR's vrrpd: every column against vrrpd and the kernel, throughout."""
 from collections import Counter
 
 import pytest
 
-from harness import ASSO_TABLE, NEW_MASTER, OPER_TABLE, SNMP_TRAP_OID, VRRP, Lab, free_port, \
-    wait_until
+from harness import ASSO_TABLE, NEW_MASTER, OPER_TABLE, SNMP_TRAP_OID, VRRP, free_port, wait_until
 import frr_lab
 
 # Short intervals keep failovers well under a second.
@@ -21,33 +18,6 @@ ROUTERS = [
      "addresses": ["192.0.2.113"]},
 ]
 STATE = {"Initialize": "1", "Backup": "2", "Master": "3"}
-
-
-@pytest.fixture(scope="module")
-def world():
-    reason = frr_lab.available()
-    if reason:
-        pytest.skip(reason)
-    lab = Lab("frr")
-    frr = None
-    try:
-        frr = frr_lab.FrrLab(lab, ROUTERS)
-        here = frr.sides["here"]
-        assert wait_until(lambda: settled(here, {10: "Backup", 11: "Master", 12: "Master"}), 30)
-        trapd = frr.trapd(free_port())
-        # What the agent announces from its start on: each router master then, and every
-        # transition into master after.
-        announced = Counter(v for v, r in here.show_vrrp().items()
-                            if r["v4"]["status"] == "Master")
-        announced.subtract(v for _, v in here.transitions())
-        agent = frr.agent(int(trapd.sink.rsplit(":", 1)[1]))
-        frr.announced = announced
-        yield frr, here, frr.sides["there"], agent, trapd, {r["vrid"]: r["priority"]["here"]
-                                                            for r in ROUTERS}
-    finally:
-        lab.close()
-        if frr:
-            frr.close()
 
 
 def settled(side, states):
@@ -80,7 +50,7 @@ def expected(frr, here, priorities):
 
 
 def mib_matches(frr, here, agent, priorities):
-    """True once the agent's walk reads what vrrpd says (up time: set exactly when up)."""
+    # Up time: set exactly when up.
     want, got = expected(frr, here, priorities), frr.walk(agent, VRRP)
     for oid, value in want.items():
         if value is None:  # vrrpOperUpTime
@@ -106,56 +76,68 @@ def new_masters(trapd, here, vrid):
     return sum(1 for n in trapd.new_masters() if any(o.endswith(row) for o in n))
 
 
-def test_every_column_matches_vrrpd_and_the_kernel(world):
-    frr, here, _, agent, _, priorities = world
+def test_every_column_follows_vrrpd_and_the_kernel(lab):
+    reason = frr_lab.available()
+    if reason:
+        pytest.skip(reason)
+    frr = frr_lab.FrrLab(lab, ROUTERS)
+    try:
+        follow(lab, frr)
+    finally:
+        frr.close()
+
+
+def follow(lab, frr):
+    here, there = frr.sides["here"], frr.sides["there"]
+    priorities = {r["vrid"]: r["priority"]["here"] for r in ROUTERS}
+    assert wait_until(lambda: settled(here, {10: "Backup", 11: "Master", 12: "Master"}), 30)
+    trapd = lab.trapd(free_port(), here.exec())
+    # What the agent announces from its start on: each router master then, and every transition
+    # into master after.
+    announced = Counter(v for v, r in here.show_vrrp().items() if r["v4"]["status"] == "Master")
+    announced.subtract(v for _, v in here.transitions())
+    agent = frr.agent(int(trapd.sink.rsplit(":", 1)[1]))
     assert_mib(frr, here, agent, priorities)
     assert not any(o.endswith(".13") for o in frr.walk(agent, OPER_TABLE))  # version 3
 
-
-def test_failover_and_preemption(world):
-    frr, here, there, agent, trapd, priorities = world
+    # Failover, then preemption: the other router's priority 200 takes router 10 back.
     before = new_masters(trapd, here, 10)
     there.stop_vrrpd()
     assert wait_until(lambda: settled(here, {10: "Master"}), 5)
     assert_mib(frr, here, agent, priorities)
     assert wait_until(lambda: new_masters(trapd, here, 10) == before + 1, 5), trapd.log()
-    there.start_vrrpd()  # priority 200 takes router 10 back
+    there.start_vrrpd()
     assert wait_until(lambda: settled(here, {10: "Backup"}), 10)
     assert_mib(frr, here, agent, priorities)
 
-
-def test_priority_change_and_shutdown(world):
-    frr, here, _, agent, _, priorities = world
+    # A priority change and a shutdown; once back, the other router took over and is not
+    # preempted.
     here.configure("vrrp 11 priority 50")
     priorities[11] = 50
     assert wait_until(lambda: settled(here, {11: "Backup"}), 5)
     here.configure("vrrp 12 shutdown")
     assert wait_until(lambda: settled(here, {12: "Initialize"}), 5)
     assert_mib(frr, here, agent, priorities)
-    here.configure("no vrrp 12 shutdown")  # the other router took over and is not preempted
+    here.configure("no vrrp 12 shutdown")
     assert wait_until(lambda: settled(here, {12: "Backup"}), 10)
     assert_mib(frr, here, agent, priorities)
 
-
-def test_this_sides_vrrpd_stopped_and_started(world):
-    frr, here, _, agent, _, priorities = world
+    # This side's vrrpd stopped, then started from its configuration: router 11 at 200 again.
     here_if = here.if_index(here.parent)
     here.stop_vrrpd()
     states = [f"{OPER_TABLE}.1.3.{here_if}.{vrid}" for vrid in (10, 11, 12)]
     assert wait_until(lambda: all(frr.walk(agent, OPER_TABLE).get(s) == "1" for s in states), 3)
     assert agent.wait_for("vrrpd does not answer")
-    here.start_vrrpd()  # from its configuration file: router 11 at priority 200 again
+    here.start_vrrpd()
     priorities[11] = 200
     assert agent.wait_for("vrrpd answers again")
     assert wait_until(lambda: settled(here, {10: "Backup", 11: "Master", 12: "Backup"}), 10)
     assert_mib(frr, here, agent, priorities)
     assert agent.log().count("vrrpd does not answer") == 1
 
-
-def test_a_notification_for_every_new_master(world):
-    frr, here, _, agent, trapd, _ = world
+    # A notification for every new master.
     for vrid in (10, 11, 12):
-        became = frr.announced[vrid] + sum(1 for _, v in here.transitions() if v == vrid)
+        became = announced[vrid] + sum(1 for _, v in here.transitions() if v == vrid)
         assert wait_until(lambda: new_masters(trapd, here, vrid) == became, 5), \
             (vrid, became, new_masters(trapd, here, vrid), here.transitions())
     assert all(n[SNMP_TRAP_OID] == NEW_MASTER for n in trapd.new_masters())
