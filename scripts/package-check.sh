@@ -111,7 +111,7 @@ SNMP_PERSISTENT_DIR="$work/persist" JOURNAL_STREAM="$(stat -c %d:%i "$work/stand
   --listen "udp:127.0.0.1:$port" 2>"$work/standalone.log" &
 pids+=($!)
 wait_ready $! "$work/standalone.log"
-grep -q '^<6>fhrp-snmp: loaded ' "$work/standalone.log" ||
+grep -q '^<6>fhrp-snmpd: loaded ' "$work/standalone.log" ||
   fail "no journal priority on the log lines: $(cat "$work/standalone.log")"
 # Names come from the installed MIB alone: no -M or -m, Debian's `mibs :` in snmp.conf stands.
 snmptable -v2c -c public -Ci -Cf , "127.0.0.1:$port" VRRP-MIB::vrrpOperTable >"$work/table.txt"
