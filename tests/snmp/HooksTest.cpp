@@ -28,8 +28,8 @@ class VarList {
 
   // A parsed sub-identifier is stored whole, unchecked, as the table layer stores it.
   VarList& integer(long value) {
-    snmp_varlist_add_variable(&vars, nullptr, 0, ASN_INTEGER, &value, sizeof(value));
-    last()->val.integer[0] = value;
+    snmp_varlist_add_variable(&vars, nullptr, 0, ASN_INTEGER, &value, sizeof(value))
+        ->val.integer[0] = value;
     return *this;
   }
   VarList& add(u_char type, std::vector<u_char> bytes) {
@@ -38,13 +38,6 @@ class VarList {
     return *this;
   }
   netsnmp_variable_list* vars = nullptr;
-
- private:
-  netsnmp_variable_list* last() {
-    netsnmp_variable_list* v = vars;
-    while (v->next_variable) v = v->next_variable;
-    return v;
-  }
 };
 
 // The instance suffix the iterator builds from the bindings a hook filled: "1.5",
