@@ -99,18 +99,15 @@ TEST_F(TrapManagerTest, TheSenderGetsTheListAsQueuedWhateverItsTypes) {
   const std::string text(200, 'x');
   const counter64 big{0xffffffff, 7};
   const oid longOid[] = {1, 3, 6, 1, 4, 1, 4294967295u, 128, 16384, 0};
-  struct Bind {
-    u_char type;
-    const void* value;
-    size_t len;
-  };
   netsnmp_variable_list* vars = makeTrap(1);
-  for (const Bind& b :
-       {Bind{ASN_INTEGER, &negative, sizeof negative},
-        Bind{ASN_OCTET_STR, text.data(), text.size()}, Bind{ASN_OCTET_STR, "", 0},
-        Bind{ASN_COUNTER64, &big, sizeof big}, Bind{ASN_OBJECT_ID, longOid, sizeof longOid}}) {
-    snmp_varlist_add_variable(&vars, longOid, OID_LENGTH(longOid), b.type, b.value, b.len);
-  }
+  const auto add = [&](u_char type, const void* value, size_t len) {
+    snmp_varlist_add_variable(&vars, longOid, OID_LENGTH(longOid), type, value, len);
+  };
+  add(ASN_INTEGER, &negative, sizeof negative);
+  add(ASN_OCTET_STR, text.data(), text.size());
+  add(ASN_OCTET_STR, "", 0);
+  add(ASN_COUNTER64, &big, sizeof big);
+  add(ASN_OBJECT_ID, longOid, sizeof longOid);
   const std::string expected = bytes(vars);
   std::string got;
   manager.senderIs([&](netsnmp_variable_list* list) { got = bytes(list); });
@@ -155,12 +152,9 @@ TEST(AgentxMasterTest, RoomIsTheWindowLessTheNotifiesTheMasterHasNotAnswered) {
   EXPECT_EQ(Snmp::AgentxMaster::room(), kWindow) << "nothing sent yet";
   netsnmp_trap_stats stats{};
   master.trap_stats = &stats;
-  // {sent, acknowledged, timed out, failed, room}
-  for (auto [sent, acked, timedOut, failed, room] :
-       std::vector<std::array<size_t, 5>>{{3, 3, 0, 0, kWindow},
-                                          {7, 2, 0, 0, kWindow - 5},
-                                          {kWindow + 4, 1, 2, 1, 0},
-                                          {20, 5, 4, 2, 1}}) {
+  const size_t w = kWindow;  // {sent, acknowledged, timed out, failed, room}
+  for (auto [sent, acked, timedOut, failed, room] : std::vector<std::array<size_t, 5>>{
+           {3, 3, 0, 0, w}, {7, 2, 0, 0, w - 5}, {w + 4, 1, 2, 1, 0}, {20, 5, 4, 2, 1}}) {
     stats.sent_count = sent;
     stats.ack_count = acked;
     stats.timeouts = timedOut;
