@@ -126,12 +126,11 @@ TEST_F(StatePublisherTest, RecordsComeLayerByLayerAndGoInReverse) {
 }
 
 // A failover sets the router's state last, after its other attributes; records that stay are
-// updated in place and only for what changed, and no other router hears of it.
+// updated in place (the spies on them hear it) and only for what changed, and no other router
+// hears of it.
 TEST_F(StatePublisherTest, ChangesFireOnlyTheChangedAttributesInPlace) {
   publisher.apply(doc);
   spyOnAll();
-  const auto config = tree.vrrpConfig()->vrrpIntfConfig(kEth1)->virtualRouterConfig(5);
-  const auto six = tree.vrrpStatus()->vrIntfStatus(kEth1)->vrStatus(6);
   doc.vrrpConfig[kEth1][5].preempt = false;
   doc.vrrpConfig[kEth1][5].authKey = "k";
   auto& status = doc.vrrpStatus[kEth1][6];
@@ -144,8 +143,6 @@ TEST_F(StatePublisherTest, ChangesFireOnlyTheChangedAttributesInPlace) {
             (Log{"vrrpConfig[Ethernet1][5].preempt", "vrrpConfig[Ethernet1][5].authKey",
                  "vrrpStatus[Ethernet1][6].priority", "vrrpStatus[Ethernet1][6].virtualMacAddr",
                  "vrrpStatus[Ethernet1][6].upSince", "vrrpStatus[Ethernet1][6].state"}));
-  EXPECT_EQ(tree.vrrpConfig()->vrrpIntfConfig(kEth1)->virtualRouterConfig(5), config);
-  EXPECT_EQ(tree.vrrpStatus()->vrIntfStatus(kEth1)->vrStatus(6), six);
 }
 
 }  // namespace
