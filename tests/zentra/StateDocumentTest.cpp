@@ -111,24 +111,17 @@ TEST(StateDocument, ReadsEveryMemberDefaultsTheAbsentOnesAndRefusesEveryTruncati
   expected.interfaces = {{eth1, 1}, {IntfId("Vlan20"), 0x7fffffff}};
   expected.ip[eth1] = Lirex::IpAddrWithMask(IpAddr(192, 0, 2, 2), 24);
   expected.vrrpConfig[IntfId("Vlan20")];
-  expected.vrrpConfig[eth1][5] = {3,
-                                  0,
-                                  false,
-                                  Interface::IntfEnabledState::disabled,
-                                  Lirex::VrrpAuthType::simpleTextPassword,
-                                  "s3cret",
-                                  65535};
+  using Interface::IntfEnabledState, Lirex::VrrpAuthType;
+  expected.vrrpConfig[eth1][5] = {
+      3, 0, false, IntfEnabledState::disabled, VrrpAuthType::simpleTextPassword, "s3cret", 65535};
   expected.vrrpConfig[eth1][255] = {};
   const auto mac = [](const char* text) { return Lirex::strepToValue<Lirex::EthAddr>(text); };
   // ipAddrCount, when absent, is the number of true entries.
-  expected.vrrpStatus[eth1][5] = {
-      FhrpState::master,
-      255,
-      IpAddr(192, 0, 2, 2),
-      mac("00:00:5e:00:01:05"),
-      {{IpAddr(192, 0, 2, 1), true}, {IpAddr(192, 0, 2, 9), false}, {IpAddr(192, 0, 2, 10), true}},
-      2,
-      1763760000.25};
+  auto& master = expected.vrrpStatus[eth1][5];
+  master = {FhrpState::master, 255, IpAddr(192, 0, 2, 2), mac("00:00:5e:00:01:05"), {}, 2,
+            1763760000.25};
+  master.ipAddrs = {
+      {IpAddr(192, 0, 2, 1), true}, {IpAddr(192, 0, 2, 9), false}, {IpAddr(192, 0, 2, 10), true}};
   expected.vrrpStatus[eth1][1] = {
       FhrpState::backup, 0, IpAddr(192, 0, 2, 3), mac("00:00:5e:00:01:01"), {}, 7, 0.0};
   EXPECT_EQ(doc, expected);
