@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "platform/Snmp/AgentxMaster.h"
-#include "platform/Snmp/Oid.h"
 #include "platform/Snmp/TrapManager.h"
 #include "tests/support/InProcessAgent.h"
 
