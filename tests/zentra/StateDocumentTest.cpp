@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <tuple>
 
 #include "platform/Fhrp/VrrpConfig.h"
 #include "zentra/StateDocument.h"
@@ -55,8 +56,6 @@ TEST(JsonSyntax, ErrorsSayWhereAndWhy) {
       {"\xEF\xBB\xBF{\"ip\": {}} {}", 1, 12, "$", "more text after the document's value"},
       {R"({"interfaces": {"e1": {"ifIndex": 01}}})", 1, 35, "$.interfaces.e1.ifIndex",
        "malformed number"},
-      {R"({"vrrpStatus": {"e": {"5": {"upSince": 1e400}}}})", 1, 40,
-       R"($.vrrpStatus.e["5"].upSince)", "malformed number"},
       {R"({"ip": {"é1": {"activeAddrWithMask": "1.2.3.4/24"}}, "vrrpConfig": x})", 1, 68,
        "$.vrrpConfig", misplaced},  // columns count characters, not bytes
       {"{\"ip\": {\"ab", 1, 12, "$", "unterminated string"},
@@ -64,10 +63,8 @@ TEST(JsonSyntax, ErrorsSayWhereAndWhy) {
       {"{\"ip\": {\"a\tb\": {}}}", 1, 1, "$", "a control character must be escaped in a string"},
       {R"({"ip": {"\uD83D\u0041": {}}})", 1, 25, "$.ip",
        "invalid escape or unpaired UTF-16 surrogate in a string"},
-      // Repeated keys in each kind of object, compared after decoding.
+      // Repeated keys are compared after decoding.
       {R"({"ip": {}, "\u0069p": {}})", 1, 23, "$.ip", R"(duplicate key "ip")"},
-      {R"({"vrrpConfig": {"e": {"1": {}, "1": {}}}})", 1, 37, R"($.vrrpConfig.e["1"])",
-       R"(duplicate key "1")"},
       // A wrong value first ("ip" is no object): the syntax error still wins.
       {R"({"ip": 5, "x": [1, {"a": [tru]}]})", 1, 27, "$.x[1].a[0]", misplaced},
       {R"({"ip": 5, "x": [}])", 1, 1, "$",
@@ -76,11 +73,9 @@ TEST(JsonSyntax, ErrorsSayWhereAndWhy) {
   for (const ErrorCase& expected : cases) {
     SCOPED_TRACE(expected.text);
     const StateDocumentError error = documentError(expected.text);
-    EXPECT_TRUE(error.isSyntaxError());
-    EXPECT_EQ(error.line(), expected.line);
-    EXPECT_EQ(error.column(), expected.column);
-    EXPECT_EQ(error.path(), expected.path);
-    EXPECT_EQ(error.reason(), expected.reason);
+    EXPECT_EQ(std::tuple(error.isSyntaxError(), error.line(), error.column(), error.path(),
+                         error.reason()),
+              std::tuple(true, expected.line, expected.column, expected.path, expected.reason));
   }
 }
 
@@ -91,7 +86,6 @@ TEST(JsonLimits, DepthSizeAndStringLength) {
   EXPECT_EQ(deep.reason(), "nesting exceeds the depth limit of 64");
   EXPECT_EQ(documentError(std::string(64, '[') + std::string(64, ']')).reason(),
             "expected an object, got an array");
-  EXPECT_EQ(documentError(R"({"ip": {}})", Limits{.maxDepth = 1}).path(), "$.ip");
 
   EXPECT_EQ(documentError("[1,2,3,45]", Limits{.maxDocumentBytes = 10}).reason(),
             "expected an object, got an array");
@@ -99,61 +93,42 @@ TEST(JsonLimits, DepthSizeAndStringLength) {
             "document of 11 bytes exceeds the size limit of 10 bytes");
 
   const Limits four{.maxStringBytes = 4};
-  for (const char* text :
-       {R"({"ip": {"\u00e9\u00e9a": {}}})", "{\"ip\": {\"\xC3\xA9\xC3\xA9x\": {}}}",
-        R"({"vrrpConfig": {"e": {"1": {"authKey": "abcde"}}}})"}) {
+  for (const char* text : {"{\"ip\": {\"\xC3\xA9\xC3\xA9x\": {}}}",
+                           R"({"vrrpConfig": {"e": {"1": {"authKey": "abcde"}}}})"}) {
     EXPECT_EQ(documentError(text, four).reason(), "string longer than the length limit of 4 bytes")
         << text;
   }
 }
 
-std::string config(const std::string& members) {
-  return R"({"vrrpConfig": {"e1": {"1": {)" + members + "}}}}";
-}
-
-TEST(JsonDocuments, EveryTruncationIsASyntaxError) {
-  for (std::size_t length = 0; length < kDocument.size(); ++length) {
-    const StateDocumentError error = documentError(std::string_view(kDocument).substr(0, length));
-    EXPECT_TRUE(error.isSyntaxError()) << length << ": " << error.message();
-  }
-  EXPECT_NO_THROW(parseStateDocument(kDocument));
-}
-
 using Lirex::IntfId;
 using Lirex::IpAddr;
+using Routing::Fhrp::FhrpState;
 
-TEST(StateDocument, ReadsEveryMemberAndDefaultsTheAbsentOnes) {
+TEST(StateDocument, ReadsEveryMemberDefaultsTheAbsentOnesAndRefusesEveryTruncation) {
   const StateDocument doc = parseStateDocument(kDocument);
   const IntfId eth1("Ethernet1");
   StateDocument expected;
   expected.interfaces = {{eth1, 1}, {IntfId("Vlan20"), 0x7fffffff}};
   expected.ip[eth1] = Lirex::IpAddrWithMask(IpAddr(192, 0, 2, 2), 24);
   expected.vrrpConfig[IntfId("Vlan20")];
-  expected.vrrpConfig[eth1][5] = {3,
-                                  0,
-                                  false,
-                                  Interface::IntfEnabledState::disabled,
-                                  Lirex::VrrpAuthType::simpleTextPassword,
-                                  "s3cret",
-                                  65535};
+  using Interface::IntfEnabledState, Lirex::VrrpAuthType;
+  expected.vrrpConfig[eth1][5] = {
+      3, 0, false, IntfEnabledState::disabled, VrrpAuthType::simpleTextPassword, "s3cret", 65535};
   expected.vrrpConfig[eth1][255] = {};
+  const auto mac = [](const char* text) { return Lirex::strepToValue<Lirex::EthAddr>(text); };
+  // ipAddrCount, when absent, is the number of true entries.
   auto& master = expected.vrrpStatus[eth1][5];
-  master = {
-      Routing::Fhrp::FhrpState::master,
-      255,
-      IpAddr(192, 0, 2, 2),
-      Lirex::strepToValue<Lirex::EthAddr>("00:00:5e:00:01:05"),
-      {{IpAddr(192, 0, 2, 1), true}, {IpAddr(192, 0, 2, 9), false}, {IpAddr(192, 0, 2, 10), true}},
-      2,  // when absent, the number of true entries
-      1763760000.25};
-  expected.vrrpStatus[eth1][1] = {Routing::Fhrp::FhrpState::backup,
-                                  0,
-                                  IpAddr(192, 0, 2, 3),
-                                  Lirex::strepToValue<Lirex::EthAddr>("00:00:5e:00:01:01"),
-                                  {},
-                                  7,
-                                  0.0};
+  master = {FhrpState::master, 255, IpAddr(192, 0, 2, 2), mac("00:00:5e:00:01:05"), {}, 2,
+            1763760000.25};
+  master.ipAddrs = {
+      {IpAddr(192, 0, 2, 1), true}, {IpAddr(192, 0, 2, 9), false}, {IpAddr(192, 0, 2, 10), true}};
+  expected.vrrpStatus[eth1][1] = {
+      FhrpState::backup, 0, IpAddr(192, 0, 2, 3), mac("00:00:5e:00:01:01"), {}, 7, 0.0};
   EXPECT_EQ(doc, expected);
+  for (std::size_t length = 0; length < kDocument.size(); ++length) {
+    const StateDocumentError error = documentError(std::string_view(kDocument).substr(0, length));
+    EXPECT_TRUE(error.isSyntaxError()) << "truncated to " << length << ": " << error.message();
+  }
 
   // The absent members of a configuration take the record's own defaults.
   const Routing::Fhrp::VrrpVirtualRouterConfig record(1);
@@ -173,32 +148,22 @@ TEST(StateDocument, EveryRejectionNamesThePathAndTheReason) {
   std::string addrs = R"("10.0.1.0": true)";
   for (int i = 1; i < 256; ++i) addrs += R"(, "10.0.0.)" + std::to_string(i) + R"(": true)";
   const std::pair<std::string, std::string> cases[] = {
-      {"[]", "$: expected an object, got an array"},
       {R"({"vrrpStatuss": {}})",
        R"($.vrrpStatuss: unknown member "vrrpStatuss" (expected interfaces, ip, vrrpConfig or )"
        R"(vrrpStatus))"},
-      {R"({"ip": {"e1": {}}})", R"($.ip.e1: missing member "activeAddrWithMask")"},
-      {R"({"ip": {"e1": {"activeAddrWithMask": "192.0.2.1"}}})",
-       "$.ip.e1.activeAddrWithMask: bad IPv4 address with mask '192.0.2.1': expected '/'"},
       {R"({"interfaces": {"e1": {"ifIndex": "1"}}})",
        "$.interfaces.e1.ifIndex: expected an integer, got a string"},
       {R"({"interfaces": {"e1": {"ifIndex": 2147483648}}})",
        "$.interfaces.e1.ifIndex: 2147483648 is out of range 1..2147483647"},
       {R"({"interfaces": {"e1": {"ifIndex": 3}, "e2": {"ifIndex": 3}}})",
        R"($.interfaces.e2.ifIndex: ifIndex 3 is already the ifIndex of "e1")"},
-      {R"({"ip": {"\u0065 1": {}}})",
-       R"($.ip["e 1"]: interface name "e 1" contains white space or a control character)"},
       {R"({"vrrpConfig": {"e1": {"0": {}}}})",
        R"($.vrrpConfig.e1["0"]: bad virtual router id "0" (expected a decimal number 1..255 )"
        R"(without sign or leading zeros))"},
-      {config(R"("priority": 256)"), R"(["1"].priority: 256 is out of range 0..255)"},
-      {config(R"("authType": "md5")"), R"(["1"].authType: unknown authType "md5")"},
       {status(R"("state": "mastr")"),
        R"($.vrrpStatus.e1["5"].state: unknown state "mastr" (expected master, backup or )"
        R"(initialize))"},
       {status(R"("state": "master")"), R"($.vrrpStatus.e1["5"]: missing member "priority")"},
-      {status(R"("virtualMacAddr": "00:00:5e:00:01")"),
-       R"(["5"].virtualMacAddr: bad Ethernet address '00:00:5e:00:01')"},
       {status(R"("ipAddrs": {"1.2.3.05": true})"),
        R"(["5"].ipAddrs["1.2.3.05"]: bad IPv4 address '1.2.3.05': octet '05' has a leading )"},
       {status(R"("ipAddrs": {)" + addrs + "}"),
@@ -211,10 +176,6 @@ TEST(StateDocument, EveryRejectionNamesThePathAndTheReason) {
     EXPECT_FALSE(e.isSyntaxError()) << text;
     EXPECT_NE(e.message().find(expected), std::string::npos) << e.message();
     EXPECT_EQ(e.message(), e.path() + ": " + e.reason());
-  }
-  for (const char* id : {"256", "05", "+5", "-1", "", " 5", "five"}) {
-    const std::string text = R"({"vrrpConfig": {"e1": {")" + std::string(id) + R"(": {}}}})";
-    EXPECT_THROW(parseStateDocument(text), StateDocumentError) << id;
   }
 }
 
