@@ -242,12 +242,10 @@ class Trapd(Proc):
     sink = None
 
     def notifications(self):
-        text = self.log()
-        found = []
-        for record in text.split(_RS)[1::2] if text.count(_RS) % 2 == 0 else \
-                text.split(_RS)[1:-1:2]:
-            found.append({oid: value for oid, _, value in parse_varbinds(record.replace(_US, "\n"))})
-        return found
+        # Records sit between RS pairs; a record still being written has no closing RS yet, and
+        # the slice's end leaves it out either way.
+        return [{oid: value for oid, _, value in parse_varbinds(record.replace(_US, "\n"))}
+                for record in self.log().split(_RS)[1:-1:2]]
 
     def new_masters(self):
         return [n for n in self.notifications() if n.get(SNMP_TRAP_OID) == NEW_MASTER]
