@@ -12,8 +12,6 @@ class FrrFeed;
 
 namespace Host {
 
-class NetSnmpLoop;
-
 class FrrFeed {
  public:
   // Starts at once: the first snapshot is published before this returns. Kiv::RangeException
@@ -26,7 +24,6 @@ class FrrFeed {
   void refresh();
 
  private:
-  std::unique_ptr<NetSnmpLoop> loop_;
   std::unique_ptr<Sources::FrrFeed> feed_;
 };
 

@@ -12,6 +12,7 @@
 #include "kiv/Exception.h"
 #include "platform/Snmp/Log.h"
 #include "platform/Snmp/NetSnmp.h"
+#include "platform/Snmp/NetSnmpLoop.h"
 
 namespace {
 
@@ -85,12 +86,9 @@ int start(int, int, void*, void*) {
   // The first read waits for snmpd's loop. snmpd reads its configuration as root and only then
   // becomes its own user, who must read every later version of the document: a document only
   // root can read is then refused from the start, not after its first change.
-  snmp_alarm_register_hr(
-      timeval{0, 1000}, 0,
-      [](unsigned int, void*) {
-        if (service) service->reload();
-      },
-      nullptr);
+  Snmp::eventLoop().timerIs(0.001, false, "first read of the state document", [] {
+    if (service) service->reload();
+  });
   return 0;
 }
 

@@ -11,7 +11,7 @@
 #include "kiv/TypeRegistry.h"
 #include "platform/Snmp/Config.h"
 #include "platform/Snmp/Log.h"
-#include "platform/Snmp/NetSnmp.h"
+#include "platform/Snmp/NetSnmpLoop.h"
 #include "platform/Snmp/SnmpUtil.h"
 
 namespace Host {
@@ -94,9 +94,9 @@ void Service::startEmpty() {
 }
 
 void Service::unwatch() {
-  if (watcher_) unregister_readfd(watcher_->fd());
+  if (watcher_) Snmp::eventLoop().readFdDel(watcher_->fd());
   watcher_.reset();
-  if (rewatchAlarm_) snmp_alarm_unregister(rewatchAlarm_);
+  if (rewatchAlarm_) Snmp::eventLoop().timerDel(rewatchAlarm_);
   rewatchAlarm_ = 0;
 }
 
@@ -108,32 +108,25 @@ void Service::watch() {
     if (!rewatchAlarm_) {
       Snmp::logLine(LOG_WARNING, e.message() + "; looking again every " +
                                      std::to_string(kRewatchSeconds) + " s");
-      rewatchAlarm_ = snmp_alarm_register(
-          kRewatchSeconds, SA_REPEAT,
-          [](unsigned int, void* data) {
-            auto* self = static_cast<Service*>(data);
-            self->watch();
-            if (self->watcher_) self->reload();
-          },
-          this);
+      rewatchAlarm_ =
+          Snmp::eventLoop().timerIs(kRewatchSeconds, true, "state document rewatch", [this] {
+            watch();
+            if (watcher_) reload();
+          });
     }
     return;
   }
-  if (rewatchAlarm_) snmp_alarm_unregister(rewatchAlarm_);
+  if (rewatchAlarm_) Snmp::eventLoop().timerDel(rewatchAlarm_);
   rewatchAlarm_ = 0;
-  register_readfd(
-      watcher_->fd(),
-      [](int, void* data) {
-        auto* self = static_cast<Service*>(data);
-        const bool changed = self->watcher_->handleEvents();
-        if (!self->watcher_->watching()) {
-          // The directory went away: look for it again, and say so once.
-          self->unwatch();
-          self->watch();
-        }
-        if (changed) self->reload();
-      },
-      this);
+  Snmp::eventLoop().readFdIs(watcher_->fd(), "state document watcher", [this] {
+    const bool changed = watcher_->handleEvents();
+    if (!watcher_->watching()) {
+      // The directory went away: look for it again, and say so once.
+      unwatch();
+      watch();
+    }
+    if (changed) reload();
+  });
 }
 
 void Service::followIs(Kiv::String8 stateFile) {

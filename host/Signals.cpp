@@ -4,9 +4,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <net-snmp/net-snmp-config.h>
-#include <net-snmp/net-snmp-includes.h>
-#include <net-snmp/agent/net-snmp-agent-includes.h>
+#include "platform/Snmp/NetSnmpLoop.h"
 
 namespace Host {
 namespace {
@@ -20,7 +18,7 @@ void onSignal(int sig) {
   [[maybe_unused]] ssize_t n = write(pipeFds[1], &byte, 1);
 }
 
-void onPipeReadable(int fd, void*) {
+void onPipeReadable(int fd) {
   char buf[64];
   bool terminate = false, hangup = false;
   for (ssize_t n; (n = read(fd, buf, sizeof buf)) > 0;) {
@@ -37,7 +35,7 @@ void installSignalHandlers(std::function<void()> onTerminate, std::function<void
   hangupHandler = std::move(onHangup);
   if (pipeFds[0] < 0) {
     if (pipe2(pipeFds, O_NONBLOCK | O_CLOEXEC) != 0) return;
-    register_readfd(pipeFds[0], onPipeReadable, nullptr);
+    Snmp::eventLoop().readFdIs(pipeFds[0], "signals", [] { onPipeReadable(pipeFds[0]); });
   }
   struct sigaction sa = {};
   sa.sa_handler = onSignal;

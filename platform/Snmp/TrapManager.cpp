@@ -12,6 +12,7 @@
 #include "kiv/Assert.h"
 #include "kiv/Trace.h"
 #include "platform/Snmp/Log.h"
+#include "platform/Snmp/NetSnmpLoop.h"
 #include "platform/Snmp/Oid.h"
 
 namespace Snmp {
@@ -117,7 +118,7 @@ TrapManager& TrapManager::instance() {
 TrapManager::TrapManager() : sender_(sendV2Trap), room_(unlimitedRoom) {}
 
 TrapManager::~TrapManager() {
-  if (alarm_) snmp_alarm_unregister(alarm_);
+  if (alarm_) eventLoop().timerDel(alarm_);
 }
 
 void TrapManager::enqueueTrap(netsnmp_variable_list* vars) {
@@ -179,27 +180,22 @@ void TrapManager::receiverRoomIs(Room room) {
 
 void TrapManager::schedule(std::chrono::microseconds delay) {
   if (alarm_) return;
-  timeval when{};
-  when.tv_sec = static_cast<time_t>(delay.count() / 1000000);
-  when.tv_usec = static_cast<suseconds_t>(delay.count() % 1000000);
-  alarm_ = snmp_alarm_register_hr(when, 0, &TrapManager::onAlarm, this);
-  KIV_ASSERT(alarm_ != 0, "cannot register the notification alarm");
+  alarm_ = eventLoop().timerIs(std::chrono::duration<double>(delay).count(), false,
+                               "notification queue", [this] { onAlarm(); });
 }
 
-void TrapManager::onAlarm(unsigned int, void* self) {
-  auto* manager = static_cast<TrapManager*>(self);
+void TrapManager::onAlarm() {
   try {
-    manager->sendTurn();
+    sendTurn();
   } catch (const std::exception& e) {
-    // Nothing may unwind into net-snmp's C frames.
     KIV_TRACE(trace(), 0, "sending a notification failed: " << e.what());
   } catch (...) {
     KIV_TRACE(trace(), 0, "sending a notification failed");
   }
-  // A one-shot alarm is gone once this returns; the next turn needs a new one. Until here a
-  // notification the turn raised found this alarm pending, so it waits the interval too.
-  manager->alarm_ = 0;
-  if (manager->pending()) manager->schedule(manager->interval_);
+  // A one-shot timer is gone once it has run; the next turn needs a new one. Until here a
+  // notification the turn raised found this one pending, so it waits the interval too.
+  alarm_ = 0;
+  if (pending()) schedule(interval_);
 }
 
 void TrapManager::sendOldest() {

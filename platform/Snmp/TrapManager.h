@@ -2,11 +2,10 @@
 // The agent's outgoing notification queue.
 //
 // State changes may come in bursts and from inside request processing, so notifications
-// are never sent where they are raised: enqueueTrap queues the varbind list and schedules
-// a net-snmp alarm with no delay, and the agent's event loop sends from the queue when it
-// next runs its alarms (agent_check_and_process calls run_alarms on every pass). That works
-// the same in our own daemon loop and inside a stock snmpd that loads us, where we do not
-// own the loop.
+// are never sent where they are raised: enqueueTrap queues the varbind list and sets a timer
+// on the process's event loop (Snmp::eventLoop(), net-snmp's alarms) with no delay, and the
+// loop sends from the queue on its next turn. That works the same in our own daemon loop and
+// inside a stock snmpd that loads us, where we do not own the loop.
 //
 // Sending is paced: one turn sends at most burst() notifications, and while more are
 // queued the next turn comes interval() later, so the loop reads and answers requests in
@@ -88,7 +87,7 @@ class TrapManager {
   void receiverRoomIs(Room room);
 
  private:
-  static void onAlarm(unsigned int registration, void* self);
+  void onAlarm();
   void schedule(std::chrono::microseconds delay);
   void sendOldest();
   void dropOldest();
@@ -99,7 +98,7 @@ class TrapManager {
   size_t dropped_ = 0;
   size_t burst_ = kDefaultBurst;
   std::chrono::microseconds interval_ = kDefaultInterval;
-  unsigned int alarm_ = 0;  // the pending alarm's registration, 0 when none
+  unsigned int alarm_ = 0;  // the pending turn's timer, 0 when none
   Sender sender_;
   Room room_;
   // The paced run in progress, for the log: it starts when a turn leaves notifications

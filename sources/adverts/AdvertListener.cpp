@@ -26,7 +26,7 @@ bool membership(int fd, int option, U32 ifIndex) {
 
 }  // namespace
 
-AdvertListener::AdvertListener(EventLoop& loop, std::function<void()> onChange)
+AdvertListener::AdvertListener(Loop::EventLoop& loop, std::function<void()> onChange)
     : loop_(loop), onChange_(std::move(onChange)) {}
 
 AdvertListener::~AdvertListener() {
@@ -44,7 +44,7 @@ void AdvertListener::start() {
   int off = 0;
   setsockopt(fd, IPPROTO_IP, IP_MULTICAST_ALL, &off, sizeof(off));
   fd_ = fd;
-  loop_.readFdIs(fd_, [this] { read(); });
+  loop_.readFdIs(fd_, "advertisement listener", [this] { read(); });
 }
 
 void AdvertListener::interfacesAre(const std::set<U32>& ifIndexes) {

@@ -9,7 +9,7 @@
 
 #include "kiv/Types.h"
 #include "lirex/IpAddr.h"
-#include "sources/EventLoop.h"
+#include "platform/Loop/EventLoop.h"
 
 namespace Sources {
 
@@ -17,7 +17,7 @@ class AdvertListener {
  public:
   using Key = std::pair<U32, U32>;  // ifIndex of the interface it arrived on, vrid
 
-  AdvertListener(EventLoop& loop, std::function<void()> onChange);
+  AdvertListener(Loop::EventLoop& loop, std::function<void()> onChange);
   ~AdvertListener();
   AdvertListener(const AdvertListener&) = delete;
   AdvertListener& operator=(const AdvertListener&) = delete;
@@ -31,7 +31,7 @@ class AdvertListener {
 
  private:
   void read();
-  EventLoop& loop_;
+  Loop::EventLoop& loop_;
   std::function<void()> onChange_;
   int fd_ = -1;
   std::set<U32> joined_;

@@ -37,7 +37,7 @@ bool sameConfiguration(const std::vector<VrrpdRouter>& a, const std::vector<Vrrp
 
 }  // namespace
 
-FrrFeed::FrrFeed(EventLoop& loop, Kiv::String8 vtyDirectory, Publish onSnapshot, Log log)
+FrrFeed::FrrFeed(Loop::EventLoop& loop, Kiv::String8 vtyDirectory, Publish onSnapshot, Log log)
     : loop_(loop),
       publish_(std::move(onSnapshot)),
       log_(std::move(log)),
@@ -76,7 +76,7 @@ void FrrFeed::refresh() {
 void FrrFeed::debounce() {
   // A failover flips several macvlans within a millisecond or two: one query for all of them.
   if (debounce_) return;
-  debounce_ = loop_.timerIs(kDebounceSeconds, false, [this] {
+  debounce_ = loop_.timerIs(kDebounceSeconds, false, "FRR link debounce", [this] {
     debounce_.reset();
     queryChanged();
   });
@@ -124,7 +124,7 @@ void FrrFeed::queryChanged() {
 
 void FrrFeed::schedulePoll(double seconds) {
   if (poll_) loop_.timerDel(*poll_);
-  poll_ = loop_.timerIs(seconds, false, [this] {
+  poll_ = loop_.timerIs(seconds, false, "vrrpd poll", [this] {
     poll_.reset();
     query(false);
   });
@@ -136,7 +136,7 @@ void FrrFeed::query(bool configuration) {
     againConfiguration_ |= configuration;
     return;
   }
-  double started = Kiv::now();
+  double started = loop_.now();
   auto onFailure = [this](const VtyError& e) { failed(e.message()); };
   vty_.query(
       kShowVrrp,
@@ -172,7 +172,7 @@ void FrrFeed::answered(std::vector<VrrpdRouter> routers, double started) {
   vrrpdAnswers_ = true;
   trackUpSince(inputs_.upSince, inputs_.routers, Kiv::now());
   publish();
-  schedulePoll(std::max(kPollSeconds, kPollShare * (Kiv::now() - started)));
+  schedulePoll(std::max(kPollSeconds, kPollShare * (loop_.now() - started)));
   if (again_) {
     again_ = false;
     query(std::exchange(againConfiguration_, false));

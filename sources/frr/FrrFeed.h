@@ -18,7 +18,7 @@
 #include <vector>
 
 #include "kiv/Types.h"
-#include "sources/EventLoop.h"
+#include "platform/Loop/EventLoop.h"
 #include "sources/adverts/AdvertListener.h"
 #include "sources/frr/FrrSnapshot.h"
 #include "sources/frr/VtyClient.h"
@@ -39,7 +39,7 @@ class FrrFeed {
   // More routers changed at once than this are read in one query of all.
   static constexpr std::size_t kRoutersAskedAlone = 8;
 
-  FrrFeed(EventLoop& loop, Kiv::String8 vtyDirectory, Publish publish, Log log);
+  FrrFeed(Loop::EventLoop& loop, Kiv::String8 vtyDirectory, Publish publish, Log log);
   ~FrrFeed();
   FrrFeed(const FrrFeed&) = delete;
   FrrFeed& operator=(const FrrFeed&) = delete;
@@ -59,7 +59,7 @@ class FrrFeed {
   void publish();
   void debounce();
 
-  EventLoop& loop_;
+  Loop::EventLoop& loop_;
   Publish publish_;
   Log log_;
   VtyClient vty_;
@@ -72,8 +72,8 @@ class FrrFeed {
   bool againConfiguration_ = false;
   std::set<RouterKey> changed_;  // routers whose macvlan changed, until the debounce ends
   bool changedAll_ = false;
-  std::optional<EventLoop::TimerId> debounce_;
-  std::optional<EventLoop::TimerId> poll_;
+  std::optional<Loop::EventLoop::TimerId> debounce_;
+  std::optional<Loop::EventLoop::TimerId> poll_;
   FrrInputs inputs_;
   std::optional<Zentra::StateDocument> published_;
 };

@@ -16,7 +16,7 @@ Kiv::String8 systemError(const Kiv::String8& what, int error) {
 
 }  // namespace
 
-VtyClient::VtyClient(EventLoop& loop, Kiv::String8 socketPath, double timeoutSeconds)
+VtyClient::VtyClient(Loop::EventLoop& loop, Kiv::String8 socketPath, double timeoutSeconds)
     : loop_(loop), socketPath_(std::move(socketPath)), timeoutSeconds_(timeoutSeconds) {}
 
 VtyClient::~VtyClient() {
@@ -51,7 +51,7 @@ void VtyClient::connect() {
     throw VtyError(systemError(socketPath_, error));
   }
   fd_ = fd;
-  loop_.readFdIs(fd_, [this] { readable(); });
+  loop_.readFdIs(fd_, "vrrpd's vty reader", [this] { readable(); });
   // Operational data (the configuration as the daemon holds it) is an enable-mode command.
   queue_.push_back({"enable", [](std::string_view) {}, [](const VtyError&) {}});
 }
@@ -78,7 +78,7 @@ void VtyClient::send() {
     fail(n < 0 ? systemError("send", errno) : Kiv::String8("send: short write"));
     return;
   }
-  timer_ = loop_.timerIs(timeoutSeconds_, false, [this] {
+  timer_ = loop_.timerIs(timeoutSeconds_, false, "vrrpd's answer timeout", [this] {
     timer_.reset();
     fail("no answer to '" + queue_.front().command + "' in time");
   });

@@ -10,7 +10,7 @@
 #include <string_view>
 
 #include "kiv/Types.h"
-#include "sources/EventLoop.h"
+#include "platform/Loop/EventLoop.h"
 #include "sources/frr/VtyReply.h"
 
 namespace Sources {
@@ -20,7 +20,7 @@ class VtyClient {
   using OnAnswer = std::function<void(std::string_view text)>;
   using OnFailure = std::function<void(const VtyError& error)>;
 
-  VtyClient(EventLoop& loop, Kiv::String8 socketPath, double timeoutSeconds = 3.0);
+  VtyClient(Loop::EventLoop& loop, Kiv::String8 socketPath, double timeoutSeconds = 3.0);
   ~VtyClient();
   VtyClient(const VtyClient&) = delete;
   VtyClient& operator=(const VtyClient&) = delete;
@@ -48,13 +48,13 @@ class VtyClient {
   void readable();
   void fail(const Kiv::String8& reason);
 
-  EventLoop& loop_;
+  Loop::EventLoop& loop_;
   Kiv::String8 socketPath_;
   double timeoutSeconds_;
   int fd_ = -1;
   std::deque<Pending> queue_;  // the front one is on the wire
   VtyReply reply_;
-  std::optional<EventLoop::TimerId> timer_;  // set while a command is on the wire
+  std::optional<Loop::EventLoop::TimerId> timer_;  // set while a command is on the wire
 };
 
 }  // namespace Sources

@@ -52,7 +52,7 @@ mnl_socket* open(unsigned groups) {
 
 }  // namespace
 
-KernelLinks::KernelLinks(EventLoop& loop, OnChange onChange)
+KernelLinks::KernelLinks(Loop::EventLoop& loop, OnChange onChange)
     : loop_(loop), onChange_(std::move(onChange)) {}
 
 KernelLinks::~KernelLinks() {
@@ -74,7 +74,7 @@ void KernelLinks::start() {
     setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &bytes, sizeof(bytes));
   }
   resync();
-  loop_.readFdIs(fd, [this] { readEvents(); });
+  loop_.readFdIs(fd, "rtnetlink reader", [this] { readEvents(); });
 }
 
 void KernelLinks::resync() {

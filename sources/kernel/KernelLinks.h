@@ -10,7 +10,7 @@
 #include "kiv/Types.h"
 #include "lirex/EthAddr.h"
 #include "lirex/IpAddrWithMask.h"
-#include "sources/EventLoop.h"
+#include "platform/Loop/EventLoop.h"
 #include "sources/frr/FrrSnapshot.h"
 
 struct mnl_socket;
@@ -25,7 +25,7 @@ class KernelLinks {
   // and whether events were lost, so that any router may have changed.
   using OnChange = std::function<void(const std::set<RouterKey>& vrrpLinks, bool lost)>;
 
-  KernelLinks(EventLoop& loop, OnChange onChange);
+  KernelLinks(Loop::EventLoop& loop, OnChange onChange);
   ~KernelLinks();
   KernelLinks(const KernelLinks&) = delete;
   KernelLinks& operator=(const KernelLinks&) = delete;
@@ -51,7 +51,7 @@ class KernelLinks {
   void noteVrrpLink(const Link& link);
   static int callback(const nlmsghdr* message, void* data);
 
-  EventLoop& loop_;
+  Loop::EventLoop& loop_;
   OnChange onChange_;
   mnl_socket* events_ = nullptr;
   mnl_socket* requests_ = nullptr;

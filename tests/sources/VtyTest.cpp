@@ -1,14 +1,12 @@
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <cstdlib>
-#include <functional>
-#include <map>
 #include <thread>
 
+#include "platform/Loop/FakeEventLoop.h"
 #include "sources/frr/VtyClient.h"
 
 namespace {
@@ -47,26 +45,6 @@ TEST(VtyTest, OutOfProtocolBytesAreErrors) {
   EXPECT_THROW(Sources::vtyRequest("show\0x"s), VtyError);
 }
 
-// Just enough of an event loop to run the client: one descriptor, timers never due.
-class PollLoop : public Sources::EventLoop {
- public:
-  void readFdIs(int fd, Callback onReadable) override { readers_[fd] = std::move(onReadable); }
-  void readFdDel(int fd) override { readers_.erase(fd); }
-  TimerId timerIs(double, bool, Callback) override { return ++timers_; }
-  void timerDel(TimerId) override {}
-  // Runs until `done` or nothing is left to wait for.
-  void runUntil(const std::function<bool()>& done) {
-    while (!done() && !readers_.empty()) {
-      pollfd p{readers_.begin()->first, POLLIN, 0};
-      if (poll(&p, 1, 5000) == 1) Callback(readers_.begin()->second)();
-    }
-  }
-
- private:
-  std::map<int, Callback> readers_;
-  TimerId timers_ = 0;
-};
-
 // A daemon that answers three commands with canned replies, hangs up on the fourth.
 TEST(VtyTest, ClientEntersEnableAndReconnectsAfterHangUp) {
   using namespace std::string_literals;
@@ -92,7 +70,7 @@ TEST(VtyTest, ClientEntersEnableAndReconnectsAfterHangUp) {
     heard.emplace_back(buffer, n > 0 ? static_cast<std::size_t>(n) : 0);
     close(c);
   });
-  PollLoop loop;
+  Loop::FakeEventLoop loop;
   Sources::VtyClient client(loop, path);
   std::vector<std::string> got;  // answers, and failures as "!" and the message
   auto answer = [&](std::string_view text) { got.emplace_back(text); };
@@ -100,7 +78,8 @@ TEST(VtyTest, ClientEntersEnableAndReconnectsAfterHangUp) {
   client.query("show vrrp json", answer, failure);
   client.query("show bogus", answer, failure);
   client.query("show vrrp", answer, failure);
-  loop.runUntil([&] { return got.size() == 3; });
+  while (got.size() < 3 && loop.pollOnce(5)) {
+  }
   daemon.join();
   EXPECT_FALSE(client.connected());
   close(server);
