@@ -1,6 +1,6 @@
 #include "host/FrrFeed.h"
 
-#include "platform/Snmp/Log.h"
+#include "platform/Log.h"
 #include "platform/Snmp/NetSnmpLoop.h"
 #include "sources/frr/FrrFeed.h"
 
@@ -11,7 +11,7 @@ FrrFeed::FrrFeed(Zentra::StatePublisher& publisher, const Kiv::String8& vtyDirec
     publisher.apply(snapshot, vtyDirectory + "/vrrpd.vty");
   };
   auto log = [](bool warning, const Kiv::String8& line) {
-    Snmp::logLine(warning ? LOG_WARNING : LOG_INFO, line);
+    Log::line(warning ? LOG_WARNING : LOG_INFO, line);
   };
   feed_ = std::make_unique<Sources::FrrFeed>(Snmp::eventLoop(), vtyDirectory, publish, log);
   feed_->start();

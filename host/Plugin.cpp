@@ -10,7 +10,7 @@
 #include "host/Service.h"
 #include "host/VrrpMibModule.h"
 #include "kiv/Exception.h"
-#include "platform/Snmp/Log.h"
+#include "platform/Log.h"
 #include "platform/Snmp/NetSnmp.h"
 #include "platform/Snmp/NetSnmpLoop.h"
 
@@ -39,11 +39,10 @@ void freeFrr() {
 // snmpd re-read its configuration: follow what it says now, where the source kind stays.
 void reconfigure() {
   if (followingFrr) {
-    if (!stateFile.empty()) Snmp::logLine(LOG_ERR, "fhrpStateFile ignored: still following vrrpd");
+    if (!stateFile.empty()) Log::error("fhrpStateFile ignored: still following vrrpd");
     service->reload();
   } else if (stateFile.empty()) {
-    Snmp::logLine(LOG_ERR,
-                  "no fhrpStateFile line in snmpd.conf; still following " + service->path());
+    Log::error("no fhrpStateFile line in snmpd.conf; still following " + service->path());
   } else if (service->path() != stateFile) {
     service->followIs(stateFile);
   } else {
@@ -57,11 +56,11 @@ int start(int, int, void*, void*) {
     return 0;
   }
   if (!stateFile.empty() && !frrVtyDirectory.empty()) {
-    Snmp::logLine(LOG_ERR, "fhrpStateFile and fhrpFrr exclude each other; VRRP-MIB not served");
+    Log::error("fhrpStateFile and fhrpFrr exclude each other; VRRP-MIB not served");
     return 0;
   }
   if (stateFile.empty() && frrVtyDirectory.empty()) {
-    Snmp::logLine(LOG_ERR, "no fhrpStateFile or fhrpFrr line in snmpd.conf; VRRP-MIB not served");
+    Log::error("no fhrpStateFile or fhrpFrr line in snmpd.conf; VRRP-MIB not served");
     return 0;
   }
   if (!frrVtyDirectory.empty()) {
@@ -69,20 +68,20 @@ int start(int, int, void*, void*) {
     try {
       candidate->start();
     } catch (const Kiv::Exception& e) {
-      Snmp::logLine(LOG_ERR, e.message() + "; VRRP-MIB not served");
+      Log::error(e.message() + "; VRRP-MIB not served");
       return 0;
     }
     service = std::move(candidate);
     followingFrr = true;
     Host::registerVrrpMib();
-    Snmp::logLine(LOG_INFO, "serving VRRP-MIB from FRR's vrrpd at " + frrVtyDirectory);
+    Log::info("serving VRRP-MIB from FRR's vrrpd at " + frrVtyDirectory);
     return 0;
   }
   service = std::make_unique<Host::Service>(stateFile, true);
   service->startEmpty();
   Host::registerVrrpMib();
   service->watch();
-  Snmp::logLine(LOG_INFO, "serving VRRP-MIB from " + stateFile);
+  Log::info("serving VRRP-MIB from " + stateFile);
   // The first read waits for snmpd's loop. snmpd reads its configuration as root and only then
   // becomes its own user, who must read every later version of the document: a document only
   // root can read is then refused from the start, not after its first change.
@@ -97,7 +96,7 @@ int start(int, int, void*, void*) {
 extern "C" {
 
 void init_fhrpsnmp() {
-  Snmp::logPrefixIs("fhrp-snmp: ");
+  Log::prefixIs("fhrp-snmp: ");
   register_config_handler("snmpd", "fhrpStateFile", parseStateFile, freeStateFile, "FILE");
   register_config_handler("snmpd", "fhrpFrr", parseFrr, freeFrr, "[VTY-DIRECTORY]");
   snmp_register_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_POST_READ_CONFIG, start, nullptr);

@@ -10,7 +10,7 @@
 #include "host/FrrFeed.h"
 #include "kiv/TypeRegistry.h"
 #include "platform/Snmp/Config.h"
-#include "platform/Snmp/Log.h"
+#include "platform/Log.h"
 #include "platform/Snmp/NetSnmpLoop.h"
 #include "platform/Snmp/SnmpUtil.h"
 
@@ -85,7 +85,7 @@ void Service::start() {
   }
   Zentra::PublishSummary summary = publisher_.apply(file_.load(), file_.path());
   goodSince_ = now();
-  Snmp::logLine(LOG_INFO, "loaded " + file_.path() + ": " + text(summary));
+  Log::info("loaded " + file_.path() + ": " + text(summary));
   build();
 }
 
@@ -106,8 +106,7 @@ void Service::watch() {
     watcher_ = std::make_unique<Zentra::StateFileWatcher>(file_.path());
   } catch (const Zentra::StateFileError& e) {
     if (!rewatchAlarm_) {
-      Snmp::logLine(LOG_WARNING, e.message() + "; looking again every " +
-                                     std::to_string(kRewatchSeconds) + " s");
+      Log::warning(e.message() + "; looking again every " + std::to_string(kRewatchSeconds) + " s");
       rewatchAlarm_ =
           Snmp::eventLoop().timerIs(kRewatchSeconds, true, "state document rewatch", [this] {
             watch();
@@ -132,7 +131,7 @@ void Service::watch() {
 void Service::followIs(Kiv::String8 stateFile) {
   unwatch();
   file_ = Zentra::StateFile(std::move(stateFile));
-  Snmp::logLine(LOG_INFO, "following " + file_.path());
+  Log::info("following " + file_.path());
   good_ = true;
   watch();
   reload();
@@ -144,9 +143,9 @@ void Service::rejected(const Kiv::RangeException& error) {
                                   : "still serving the last good state, applied " + goodSince_;
   if (missing(file_.path())) {
     // Said once: a document stays missing until it comes back.
-    if (good_) Snmp::logLine(LOG_WARNING, file_.path() + " does not exist; " + served);
+    if (good_) Log::warning(file_.path() + " does not exist; " + served);
   } else {
-    Snmp::logLine(LOG_ERR, "rejected " + error.message() + "; " + served);
+    Log::error("rejected " + error.message() + "; " + served);
   }
   good_ = false;
 }
@@ -161,11 +160,11 @@ bool Service::reload() {
     const bool first = goodSince_.empty();
     goodSince_ = now();
     if (first) {
-      Snmp::logLine(LOG_INFO, "loaded " + file_.path() + ": " + text(summary));
+      Log::info("loaded " + file_.path() + ": " + text(summary));
     } else if (!good_ || !summary.unchanged()) {
       // After a rejected or missing document, the line that says it is good again.
-      Snmp::logLine(LOG_INFO, "applied " + file_.path() + ": " + text(summary) +
-                                  (good_ ? "" : "; the document is good again"));
+      Log::info("applied " + file_.path() + ": " + text(summary) +
+                (good_ ? "" : "; the document is good again"));
     }
     good_ = true;
     return true;

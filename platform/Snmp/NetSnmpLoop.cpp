@@ -8,7 +8,7 @@
 #include <map>
 #include <new>
 
-#include "platform/Snmp/Log.h"
+#include "platform/Log.h"
 #include "platform/Snmp/NetSnmp.h"
 
 namespace Snmp {
@@ -27,16 +27,16 @@ void run(const char* what, const Loop::EventLoop::Callback& callback) {
   try {
     callback();
   } catch (const std::exception& e) {
-    logLine(LOG_ERR, Kiv::String8(what) + " failed: " + e.what());
+    Log::error(Kiv::String8(what) + " failed: " + e.what());
   } catch (...) {
-    logLine(LOG_ERR, Kiv::String8(what) + " failed");
+    Log::error(Kiv::String8(what) + " failed");
   }
   const double held = Loop::monotonicNow() - wall;
   if (held > kSlowSeconds) {
     char line[160];
     std::snprintf(line, sizeof line, "%s held the event loop for %.1f s (CPU %.1f s)", what, held,
                   cpuNow() - cpu);
-    logLine(LOG_WARNING, line);
+    Log::warning(line);
   }
 }
 

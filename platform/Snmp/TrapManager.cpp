@@ -11,7 +11,7 @@
 
 #include "kiv/Assert.h"
 #include "kiv/Trace.h"
-#include "platform/Snmp/Log.h"
+#include "platform/Log.h"
 #include "platform/Snmp/NetSnmpLoop.h"
 #include "platform/Snmp/Oid.h"
 
@@ -145,9 +145,8 @@ size_t TrapManager::sendTurn() {
   for (size_t i = 0; i < n; ++i) sendOldest();
   if (!queue_.empty() && !pacing_) {
     pacing_ = true;
-    logLine(LOG_INFO, std::to_string(queue_.size() + n) +
-                          " notifications queued; sending at most " + std::to_string(burst_) +
-                          " every " + std::to_string(interval_.count()) + " us");
+    Log::info(std::to_string(queue_.size() + n) + " notifications queued; sending at most " +
+              std::to_string(burst_) + " every " + std::to_string(interval_.count()) + " us");
   }
   if (queue_.empty()) logDrained();
   return n;
@@ -212,8 +211,8 @@ void TrapManager::dropOldest() {
   queue_.pop_front();
   ++dropped_;
   if (runDropped_++ == 0) {
-    logLine(LOG_WARNING,
-            "notification queue full (" + std::to_string(capacity_) + "): dropping the oldest");
+    Log::warning("notification queue full (" + std::to_string(capacity_) +
+                 "): dropping the oldest");
   }
   KIV_TRACE(trace(), 0,
             "notification queue full (" << capacity_ << "): dropped " << trapName(oldest.get())
@@ -230,7 +229,7 @@ void TrapManager::logDrained() {
                   "notification queue drained: %zu sent in %.1f s, at most %zu queued, "
                   "%zu dropped (%zu since start)",
                   runSent_, took.count(), runDeepest_, runDropped_, dropped_);
-    logLine(LOG_INFO, line);
+    Log::info(line);
   }
   pacing_ = false;
   runSent_ = 0;

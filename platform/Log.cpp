@@ -1,18 +1,18 @@
-#include "platform/Snmp/Log.h"
+#include "platform/Log.h"
 
 #include "platform/Snmp/NetSnmp.h"
 
-namespace Snmp {
+namespace Log {
 namespace {
 const char* linePrefix = "";
 }  // namespace
 
-void logPrefixIs(const char* prefix) {
+void prefixIs(const char* prefix) {
   linePrefix = prefix;
 }
 
-void logLine(int priority, const Kiv::String8& text) {
+void line(int priority, const Kiv::String8& text) {
   snmp_log(priority, "%s%s\n", linePrefix, text.c_str());
 }
 
-}  // namespace Snmp
+}  // namespace Log
