@@ -1,4 +1,5 @@
-"""Two FRR routers in namespaces of their own joined by a veth pair, with private FRR paths."""
+"""Two FRR routers in namespaces of their own joined by veth pairs (one per parent interface,
+as VLANs would be on a real router), with private FRR paths."""
 import json
 import os
 import shutil
@@ -24,31 +25,51 @@ def run(*argv, check=True):
                           timeout=30)
 
 
+def address(side, parent):
+    """This side's own address on parent interface number `parent`."""
+    if parent == 0:
+        return SIDES[side]
+    return f"10.{parent // 256}.{parent % 256}.{1 if side == 'here' else 2}"
+
+
+def macvlan(router):
+    """The name of a router's macvlan on its parent."""
+    parent = router.get("parent", 0)
+    return f"vrrp{router['vrid']}" if parent == 0 else f"p{parent}v{router['vrid']}"
+
+
 class Router:
 
-    def __init__(self, lab, name, ns, routers):
+    def __init__(self, lab, name, ns, routers, parents):
         self.lab, self.name, self.ns = lab, name, ns
         self.address = SIDES[name]
-        self.parent = f"{name[0]}0"
+        self.parents = [f"{name[0]}{i}" for i in range(parents)]
+        self.parent = self.parents[0]
         self.dir = lab.dir / name
         self.dir.mkdir()
         self.zebra = self.vrrpd = None
-        lines = [f"log file {self.dir}/vrrpd.log informational", "log timestamp precision 6",
-                 f"interface {self.parent}"]
-        for r in routers:
-            vrid = r["vrid"]
-            lines.append(f" vrrp {vrid} version {r.get('version', 2)}")
-            lines.append(f" vrrp {vrid} priority {r['priority'][name]}")
-            lines.append(f" vrrp {vrid} advertisement-interval {r['interval']}")
-            if not r.get("preempt", True):
-                lines.append(f" no vrrp {vrid} preempt")
-            lines += [f" vrrp {vrid} ip {a}" for a in r["addresses"]]
+        lines = [f"log file {self.dir}/vrrpd.log informational", "log timestamp precision 6"]
+        for i, parent in enumerate(self.parents):
+            lines.append(f"interface {parent}")
+            for r in (r for r in routers if r.get("parent", 0) == i):
+                vrid = r["vrid"]
+                lines.append(f" vrrp {vrid} version {r.get('version', 2)}")
+                lines.append(f" vrrp {vrid} priority {r['priority'][name]}")
+                lines.append(f" vrrp {vrid} advertisement-interval {r['interval']}")
+                if not r.get("preempt", True):
+                    lines.append(f" no vrrp {vrid} preempt")
+                lines += [f" vrrp {vrid} ip {a}" for a in r["addresses"]]
         (self.dir / "vrrpd.conf").write_text("\n".join(lines) + "\n")
         (self.dir / "zebra.conf").write_text("")
         run("chown", "-R", "frr:frr", self.dir)
 
     def ip(self, *args):
         return run("ip", "-n", self.ns, *args)
+
+    def ip_batch(self, commands):
+        """Many `ip` commands in one process: a lab of 40 parents needs hundreds."""
+        subprocess.run(["ip", "-n", self.ns, "-batch", "-"], input="\n".join(commands) + "\n",
+                       capture_output=True, text=True, check=True, timeout=60)
 
     def exec(self, *argv):
         return ["ip", "netns", "exec", self.ns, *argv]
@@ -71,9 +92,9 @@ class Router:
         self.vrrpd.stop()
         (self.dir / "vrrpd.vty").unlink(missing_ok=True)
 
-    def configure(self, *commands):
+    def configure(self, *commands, parent=0):
         run("vtysh", "--vty_socket", self.dir, *(f"-c{c}" for c in (
-            "configure terminal", f"interface {self.parent}", *commands)))
+            "configure terminal", f"interface {self.parents[parent]}", *commands)))
 
     def show_vrrp(self):
         done = run("vtysh", "--vty_socket", self.dir, "-d", "vrrpd", "-c", "show vrrp json",
@@ -97,7 +118,7 @@ class Router:
 class FrrLab:
     # Both sides, their veth pair, a macvlan per router on each side and FRR running.
 
-    def __init__(self, lab, routers):
+    def __init__(self, lab, routers, parents=1):
         self.lab, self.routers = lab, routers
         lab.dir.chmod(0o711)  # FRR's daemons run as frr and must reach their directories
         tag = f"fhrp{os.getpid()}"
@@ -107,22 +128,23 @@ class FrrLab:
             ns = f"{tag}{name}"
             run("ip", "netns", "add", ns)
             self.namespaces.append(ns)
-            self.sides[name] = Router(lab, name, ns, routers)
+            self.sides[name] = Router(lab, name, ns, routers, parents)
         here, there = self.sides["here"], self.sides["there"]
-        here.ip("link", "add", here.parent, "type", "veth", "peer", "name", there.parent,
-                "netns", there.ns)
+        here.ip_batch([f"link add {h} type veth peer name {t} netns {there.ns}"
+                       for h, t in zip(here.parents, there.parents)])
         for side in self.sides.values():
-            side.ip("link", "set", "lo", "up")
-            side.ip("addr", "add", f"{side.address}/24", "dev", side.parent)
-            side.ip("link", "set", side.parent, "up")
+            commands = ["link set lo up"]
+            for i, parent in enumerate(side.parents):
+                commands += [f"addr add {address(side.name, i)}/24 dev {parent}",
+                             f"link set {parent} up"]
             for r in routers:
                 mac = "00:00:5e:00:01:%02x" % r["vrid"]
-                vlan = f"vrrp{r['vrid']}"
-                side.ip("link", "add", vlan, "link", side.parent, "address", mac, "type",
-                        "macvlan", "mode", "bridge")
-                for a in r["addresses"]:
-                    side.ip("addr", "add", f"{a}/24", "dev", vlan)
-                side.ip("link", "set", vlan, "up")
+                vlan = macvlan(r)
+                commands.append(f"link add {vlan} link {side.parents[r.get('parent', 0)]} "
+                                f"address {mac} type macvlan mode bridge")
+                commands += [f"addr add {a}/24 dev {vlan}" for a in r["addresses"]]
+                commands.append(f"link set {vlan} up")
+            side.ip_batch(commands)
         for side in self.sides.values():
             side.zebra = side.start("zebra", lambda s=side: (s.dir / "zserv.api").exists())
             side.start_vrrpd()
