@@ -8,15 +8,13 @@
 #include "snmp/SnmpTrace.h"
 #include "snmp/VrrpMIBInternal.h"
 #include "snmp/VrrpMIBTableIterator.h"
+#include "snmp/VrrpMibOids.h"
 
 namespace {
 
 using Snmp::snmpTrace;
 
 const char kModelPath[] = "snmp/vrrp/vrrpMIB";
-
-const oid vrrpOperTable_oid[] = {1, 3, 6, 1, 2, 1, 68, 1, 3};
-const oid vrrpAssoIpAddrTable_oid[] = {1, 3, 6, 1, 2, 1, 68, 1, 4};
 
 // Listed, not a range: the column records of every registration point here.
 const unsigned int vrrpOperTable_columns[] = {2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
