@@ -1,9 +1,9 @@
 // Registers the two tables with net-snmp's table iterator, in the default context only.
-#include <iostream>
 #include <span>
 
 #include "FhrpSnmp/VrrpMib.h"
 #include "kiv/Assert.h"
+#include "platform/Log.h"
 #include "platform/Snmp/SnmpUtil.h"
 #include "snmp/SnmpTrace.h"
 #include "snmp/VrrpMIBInternal.h"
@@ -50,14 +50,14 @@ const FhrpSnmp::VrrpMib* findModel(const char* table) {
   if (!entity) {
     const Kiv::String8 message = Kiv::String8("Can not getEntityRelative( ") + kModelPath +
                                  " ) for table " + table + ". Is this path correct?";
-    std::cerr << message << std::endl;
+    Log::error(message);
     KIV_ASSERT(entity, message);
   }
   auto* mib = dynamic_cast<const FhrpSnmp::VrrpMib*>(entity.ptr());
   if (!mib) {
     const Kiv::String8 message =
         Kiv::String8(kModelPath) + " does not appear to be of type FhrpSnmp::VrrpMib.";
-    std::cerr << message << std::endl;
+    Log::error(message);
     KIV_ASSERT(mib, message);
   }
   return mib;
