@@ -1,17 +1,21 @@
 #include "host/AgentxLink.h"
 
+#include <algorithm>
 #include <cstdlib>
-#include <cstring>
+#include <string_view>
 
-#include "host/DaemonLog.h"
+#include "host/SnmpHost.h"
 #include "kiv/Exception.h"
+#include "platform/Log.h"
 #include "platform/Snmp/NetSnmp.h"
+#include "platform/Snmp/NetSnmpLoop.h"
 
-// The subagent's session with its master, open while the link is up (libnetsnmpagent).
-extern "C" netsnmp_session* main_session;
+#include <net-snmp/agent/agent_callbacks.h>
 
 namespace Host {
 namespace {
+
+constexpr std::string_view kRefusal = "registering pdu failed: ";
 
 // The AgentX errors a master answers a registration with.
 Kiv::String8 agentxError(long code) {
@@ -31,64 +35,85 @@ Kiv::String8 agentxError(long code) {
   }
 }
 
-bool startsWith(const Kiv::String8& text, std::string_view prefix) {
-  return text.compare(0, prefix.size(), prefix) == 0;
-}
-
 }  // namespace
 
 AgentxLink::AgentxLink(Kiv::String8 socket, std::function<void()> onReady)
     : socket_(std::move(socket)), onReady_(std::move(onReady)) {
-  DaemonLog::filterIs([this](int priority, const Kiv::String8& text, int error) {
-    return line(priority, text, error);
-  });
+  // The link says why it waits, once per reason, instead of net-snmp's line at every retry.
+  netsnmp_ds_set_boolean(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_NO_CONNECTION_WARNINGS, 1);
+  snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_START, opened, this);
+  snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_STOP, lost, this);
+  snmp_register_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_LOGGING, logged, this);
 }
 
 AgentxLink::~AgentxLink() {
-  DaemonLog::filterIs(nullptr);
+  if (probing_) Snmp::eventLoop().timerDel(*probing_);
+  snmp_unregister_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_START, opened, this, 1);
+  snmp_unregister_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_STOP, lost, this, 1);
+  snmp_unregister_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_LOGGING, logged, this, 1);
 }
 
-bool AgentxLink::line(int, const Kiv::String8& text, int error) {
-  if (text.find("Failed to connect to the agentx master agent") != Kiv::String8::npos) {
-    // net-snmp logs the attempt right after the connect failed: errno still holds its reason.
-    const Kiv::String8 reason = error ? std::strerror(error) : "cannot connect";
-    if (reason != waitingFor_) {
-      waitingFor_ = reason;
-      DaemonLog::write("waiting for the AgentX master at " + socket_ + ": " + reason);
-    }
-    return true;
+int AgentxLink::opened(int, int, void*, void* link) {
+  auto* self = static_cast<AgentxLink*>(link);
+  self->connected_ = true;
+  ++self->sessions_;
+  self->refused_ = 0;
+  return 0;
+}
+
+int AgentxLink::lost(int, int, void*, void* link) {
+  static_cast<AgentxLink*>(link)->connected_ = false;
+  return 0;
+}
+
+int AgentxLink::logged(int, int, void* message, void* link) {
+  const char* text = static_cast<const snmp_log_message*>(message)->msg;
+  if (text && std::string_view(text).starts_with(kRefusal)) {
+    static_cast<AgentxLink*>(link)->refused_ = std::strtol(text + kRefusal.size(), nullptr, 10);
   }
-  if (startsWith(text, "registering pdu failed: ")) {
-    refused_ = std::strtol(text.c_str() + std::strlen("registering pdu failed: "), nullptr, 10);
-    return true;
-  }
-  return text.find("AgentX subagent connected") != Kiv::String8::npos;
+  return 0;
 }
 
 void AgentxLink::check() {
-  if (!main_session) {
-    registered_ = false;
+  if (!connected_) {
+    if (!probing_) {
+      // net-snmp tries again every ping interval; the reason is looked at as often.
+      const int interval = std::max(
+          1, netsnmp_ds_get_int(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_AGENTX_PING_INTERVAL));
+      probing_ =
+          Snmp::eventLoop().timerIs(interval, true, "AgentX master probe", [this] { probe(); });
+      probe();
+    }
     return;
   }
-  if (registered_) return;
-  // The registrations are sent and answered while the link comes up, within the same turn.
-  registered_ = true;
+  if (probing_) Snmp::eventLoop().timerDel(*probing_);
+  probing_.reset();
+  if (seen_ == sessions_) return;
+  seen_ = sessions_;
   waitingFor_.clear();
-  const long refused = refused_;
-  refused_ = 0;
-  if (refused) {
+  if (refused_) {
     const Kiv::String8 message = "the AgentX master at " + socket_ +
-                                 " refused to register the VRRP-MIB: " + agentxError(refused);
+                                 " refused to register the VRRP-MIB: " + agentxError(refused_);
     if (!ready_) throw Kiv::RangeException(message);
-    DaemonLog::write(message);
+    Log::error(message);
     return;
   }
   if (!ready_) {
     ready_ = true;
     onReady_();
   } else {
-    DaemonLog::write("registered with the AgentX master at " + socket_ + " again");
+    Log::info("registered with the AgentX master at " + socket_ + " again");
   }
+}
+
+void AgentxLink::probe() {
+  if (connected_) return;
+  // The transport net-snmp connects with, opened and closed at once: a master that accepts it
+  // will take net-snmp's next try, and no reason is told.
+  const Kiv::String8 reason = whyNotOpened(false, "agentx", socket_);
+  if (reason.empty() || reason == waitingFor_) return;
+  waitingFor_ = reason;
+  Log::warning("waiting for the AgentX master at " + socket_ + ": " + reason);
 }
 
 }  // namespace Host

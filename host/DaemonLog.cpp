@@ -3,7 +3,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <string_view>
@@ -33,9 +32,9 @@ struct State {
   // The journal stamps every line itself and takes its priority from a "<N>" prefix.
   bool journal = stderrIsJournal();
   std::vector<std::pair<int, Kiv::String8>> held;
+  bool watching = false;  // for the start's error
   Kiv::String8 startError;
   Kiv::String8 configFile;
-  std::function<bool(int, const Kiv::String8&, int)> filter;
 };
 
 State& state() {
@@ -68,15 +67,15 @@ Kiv::String8 reason(Kiv::String8 line) {
   return line;
 }
 
-void complete(int priority, Kiv::String8 line, int error) {
+void complete(int priority, Kiv::String8 line) {
   State& s = state();
   line = withoutNoFile(std::move(line));
-  if (s.filter && s.filter(priority, line, error)) return;
   // net-snmp warns of a --config line it ignores (an unknown token): rejected all the same.
   const Kiv::String8 configLinePrefix = s.configFile + ": line ";
   const bool configLine =
       !s.configFile.empty() && line.compare(0, configLinePrefix.size(), configLinePrefix) == 0;
-  if ((priority <= LOG_ERR || configLine) && s.startError.empty()) s.startError = reason(line);
+  if (s.watching && (priority <= LOG_ERR || configLine) && s.startError.empty())
+    s.startError = reason(line);
   if (s.holding) {
     s.held.emplace_back(priority, std::move(line));
   } else {
@@ -85,45 +84,55 @@ void complete(int priority, Kiv::String8 line, int error) {
 }
 
 int onLog(int, int, void* serverArg, void*) {
-  const int error = errno;
   const auto* message = static_cast<const snmp_log_message*>(serverArg);
   State& s = state();
   s.partial += message->msg ? message->msg : "";
   for (std::size_t nl; (nl = s.partial.find('\n')) != Kiv::String8::npos;) {
     Kiv::String8 line = s.partial.substr(0, nl);
     s.partial.erase(0, nl + 1);
-    complete(message->priority, std::move(line), error);
+    complete(message->priority, std::move(line));
   }
   return SNMP_ERR_NOERROR;
 }
 
 }  // namespace
 
-void install(const Kiv::String8& configFile) {
-  state().configFile = configFile;
+void install() {
   snmp_disable_log();
+  snmp_unregister_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_LOGGING, onLog, nullptr, 1);
   snmp_register_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_LOGGING, onLog, nullptr);
   snmp_enable_calllog();
 }
 
-void started() {
-  State& s = state();
-  s.holding = false;
-  for (const auto& [priority, line] : s.held) emit(priority, line);
-  s.held.clear();
+void watchConfiguration(const Kiv::String8& configFile) {
+  state().configFile = configFile;
+  state().watching = true;
+  // Ahead of every other callback at the end of the configuration: a subagent registers its
+  // MIB from there, and a master's refusal is told by the subagent's link, in words.
+  netsnmp_register_callback(
+      SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_POST_READ_CONFIG,
+      [](int, int, void*, void*) {
+        state().watching = false;
+        return 0;
+      },
+      nullptr, NETSNMP_CALLBACK_HIGHEST_PRIORITY);
 }
 
 const Kiv::String8& startError() {
   return state().startError;
 }
 
-void filterIs(std::function<bool(int, const Kiv::String8&, int)> filter) {
-  state().filter = std::move(filter);
+void release() {
+  State& s = state();
+  s.holding = false;
+  for (const auto& [priority, line] : s.held) emit(priority, line);
+  s.held.clear();
 }
 
-void write(const Kiv::String8& line) {
-  started();
-  emit(LOG_INFO, line);
+void discard() {
+  State& s = state();
+  s.holding = false;
+  s.held.clear();
 }
 
 }  // namespace Host::DaemonLog

@@ -1,5 +1,7 @@
 #include "host/Options.h"
 
+#include <getopt.h>
+
 #include <algorithm>
 #include <string_view>
 
@@ -9,6 +11,46 @@
 namespace Host {
 
 namespace {
+
+enum Id : int {
+  kVersion = 256,
+  kState,
+  kFrr,
+  kFrrVty,
+  kListen,
+  kAgentx,
+  kCommunity,
+  kNoCommunity,
+  kTrapSink,
+  kNotifications,
+  kConfig,
+  kTrace,
+};
+
+constexpr option kOptions[] = {
+    {"help", no_argument, nullptr, 'h'},
+    {"version", no_argument, nullptr, kVersion},
+    {"state", required_argument, nullptr, kState},
+    {"frr", no_argument, nullptr, kFrr},
+    {"frr-vty", required_argument, nullptr, kFrrVty},
+    {"listen", required_argument, nullptr, kListen},
+    {"agentx", required_argument, nullptr, kAgentx},
+    {"community", required_argument, nullptr, kCommunity},
+    {"no-community", no_argument, nullptr, kNoCommunity},
+    {"trap-sink", required_argument, nullptr, kTrapSink},
+    {"notifications", required_argument, nullptr, kNotifications},
+    {"config", required_argument, nullptr, kConfig},
+    {"trace", required_argument, nullptr, kTrace},
+    {nullptr, 0, nullptr, 0},
+};
+
+// An option's long name, for messages.
+Kiv::String8 name(int id) {
+  for (const option& o : kOptions) {
+    if (o.name && o.val == id) return "--" + Kiv::String8(o.name);
+  }
+  return "-" + Kiv::String8(1, static_cast<char>(id));
+}
 
 // The handles the product traces with; a spec naming another one would enable nothing.
 constexpr std::string_view kTraceHandles[] = {"*", "Snmp", "FhrpSnmpEntry", "Zentra", "Sources"};
@@ -83,61 +125,81 @@ Options parseOptions(int argc, const char* const* argv) {
   bool noCommunityGiven = false;
   bool frr = false;
   Kiv::String8 frrVty;
-  for (int i = 1; i < argc; ++i) {
-    Kiv::String8 arg = argv[i];
-    Kiv::String8 value;
-    bool inlineValue = false;
-    if (auto eq = arg.find('='); arg.rfind("--", 0) == 0 && eq != Kiv::String8::npos) {
-      value = arg.substr(eq + 1);
-      arg = arg.substr(0, eq);
-      inlineValue = true;
-    }
-    auto next = [&]() -> Kiv::String8 {
-      if (inlineValue) return value;
-      if (i + 1 >= argc) throw Kiv::RangeException("option " + arg + " needs a value");
-      return argv[++i];
+  // "+": the first argument that is not an option ends the options, so argv is never permuted
+  // (it is the caller's, and const); ":": a missing value is told apart from an unknown option.
+  // getopt_long prints nothing itself: the start fails with one line of ours.
+  optind = 0;
+  opterr = 0;
+  auto* args = const_cast<char* const*>(argv);
+  for (int id; (id = getopt_long(argc, args, "+:h", kOptions, nullptr)) != -1;) {
+    const Kiv::String8 value = optarg ? optarg : "";
+    auto nonEmpty = [&] {
+      if (value.empty())
+        throw Kiv::RangeException("option " + name(id) + " needs a non-empty value");
+      return value;
     };
-    auto nonEmpty = [&](Kiv::String8 v) {
-      if (v.empty()) throw Kiv::RangeException("option " + arg + " needs a non-empty value");
-      return v;
-    };
-    if (arg == "--help" || arg == "-h") {
-      o.help = true;
-    } else if (arg == "--version") {
-      o.version = true;
-    } else if (arg == "--state") {
-      o.stateFile = nonEmpty(next());
-    } else if (arg == "--frr") {
-      frr = true;
-    } else if (arg == "--frr-vty") {
-      frrVty = nonEmpty(next());
-    } else if (arg == "--listen") {
-      o.listen = nonEmpty(next());
-      listenGiven = true;
-    } else if (arg == "--agentx") {
-      o.agentxSocket = nonEmpty(next());
-    } else if (arg == "--community") {
-      o.community = nonEmpty(next());
-      communityGiven = true;
-    } else if (arg == "--no-community") {
-      o.serveCommunity = false;
-      noCommunityGiven = true;
-    } else if (arg == "--trap-sink") {
-      o.trapSinks.push_back(nonEmpty(next()));
-    } else if (arg == "--notifications") {
-      Kiv::String8 v = next();
-      if (v != "on" && v != "off") {
-        throw Kiv::RangeException("--notifications takes on or off, not '" + v + "'");
+    switch (id) {
+      case ':':
+        throw Kiv::RangeException("option " + name(optopt) + " needs a value");
+      case '?': {
+        const Kiv::String8 arg = argv[optind - 1];
+        const bool isLong = arg.rfind("--", 0) == 0;
+        // getopt_long names a known long option that was given a value it does not take
+        // (--frr=yes); an unknown one it does not.
+        if (isLong && optopt != 0)
+          throw Kiv::RangeException("option " + name(optopt) + " takes no value");
+        throw Kiv::RangeException("unknown argument '" +
+                                  (isLong ? arg.substr(0, arg.find('=')) : name(optopt)) + "'");
       }
-      o.notifications = v == "on";
-    } else if (arg == "--config") {
-      o.configFile = nonEmpty(next());
-    } else if (arg == "--trace") {
-      o.trace = next();
-    } else {
-      throw Kiv::RangeException("unknown argument '" + arg + "'");
+      case 'h':
+        o.help = true;
+        break;
+      case kVersion:
+        o.version = true;
+        break;
+      case kState:
+        o.stateFile = nonEmpty();
+        break;
+      case kFrr:
+        frr = true;
+        break;
+      case kFrrVty:
+        frrVty = nonEmpty();
+        break;
+      case kListen:
+        o.listen = nonEmpty();
+        listenGiven = true;
+        break;
+      case kAgentx:
+        o.agentxSocket = nonEmpty();
+        break;
+      case kCommunity:
+        o.community = nonEmpty();
+        communityGiven = true;
+        break;
+      case kNoCommunity:
+        o.serveCommunity = false;
+        noCommunityGiven = true;
+        break;
+      case kTrapSink:
+        o.trapSinks.push_back(nonEmpty());
+        break;
+      case kNotifications:
+        if (value != "on" && value != "off") {
+          throw Kiv::RangeException("--notifications takes on or off, not '" + value + "'");
+        }
+        o.notifications = value == "on";
+        break;
+      case kConfig:
+        o.configFile = nonEmpty();
+        break;
+      case kTrace:
+        o.trace = value;
+        break;
     }
   }
+  if (optind < argc)
+    throw Kiv::RangeException("unknown argument '" + Kiv::String8(argv[optind]) + "'");
   if (o.help || o.version) return o;
   if (frr && !o.stateFile.empty())
     throw Kiv::RangeException("--state and --frr exclude each other");

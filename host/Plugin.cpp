@@ -1,18 +1,19 @@
 // The plug-in for a stock snmpd: `dlmod fhrpsnmp /path/to/fhrpsnmp.so` followed by
 // `fhrpStateFile FILE`, or by `fhrpFrr [DIR]` to follow FRR's vrrpd, in snmpd.conf. snmpd calls
-// init_fhrpsnmp while it reads its configuration; the module is registered and its source
-// followed once the whole configuration is read. The document may come later than snmpd (at
-// boot the VRRP software often starts after it) and may change its name when snmpd reloads its
-// configuration.
+// init_fhrpsnmp while it reads its configuration; the module is registered once the whole
+// configuration is read, and its source started on snmpd's first loop turn. The document may
+// come later than snmpd (at boot the VRRP software often starts after it) and may change its
+// name when snmpd reloads its configuration.
 #include <memory>
 
 #include "host/Options.h"
 #include "host/Service.h"
-#include "host/VrrpMibModule.h"
 #include "kiv/Exception.h"
 #include "platform/Log.h"
 #include "platform/Snmp/NetSnmp.h"
 #include "platform/Snmp/NetSnmpLoop.h"
+#include "sources/file/StateDocumentSource.h"
+#include "sources/frr/FrrSource.h"
 
 namespace {
 
@@ -21,7 +22,7 @@ Kiv::String8 frrVtyDirectory;
 // Lives until the process ends: snmpd keeps the handlers registered even after
 // deinit, and they must never find the model gone.
 std::unique_ptr<Host::Service> service;
-bool followingFrr = false;
+Sources::StateDocumentSource* document = nullptr;  // the service's source, when it is one
 
 void parseStateFile(const char*, char* line) {
   stateFile = line ? line : "";
@@ -38,16 +39,27 @@ void freeFrr() {
 
 // snmpd re-read its configuration: follow what it says now, where the source kind stays.
 void reconfigure() {
-  if (followingFrr) {
+  if (!document) {
     if (!stateFile.empty()) Log::error("fhrpStateFile ignored: still following vrrpd");
-    service->reload();
+    service->refresh();
   } else if (stateFile.empty()) {
-    Log::error("no fhrpStateFile line in snmpd.conf; still following " + service->path());
-  } else if (service->path() != stateFile) {
-    service->followIs(stateFile);
+    Log::error("no fhrpStateFile line in snmpd.conf; still following " + document->path());
+  } else if (document->path() != stateFile) {
+    document->followIs(stateFile);
   } else {
-    service->reload();
+    service->refresh();
   }
+}
+
+std::unique_ptr<Sources::Source> newSource(Zentra::StatePublisher& publisher) {
+  if (!frrVtyDirectory.empty()) {
+    return std::make_unique<Sources::FrrSource>(Snmp::eventLoop(), publisher, frrVtyDirectory);
+  }
+  // A document snmpd cannot serve yet is logged and waited for: snmpd serves other MIBs too.
+  auto source = std::make_unique<Sources::StateDocumentSource>(Snmp::eventLoop(), publisher,
+                                                               stateFile, false);
+  document = source.get();
+  return source;
 }
 
 int start(int, int, void*, void*) {
@@ -63,30 +75,20 @@ int start(int, int, void*, void*) {
     Log::error("no fhrpStateFile or fhrpFrr line in snmpd.conf; VRRP-MIB not served");
     return 0;
   }
-  if (!frrVtyDirectory.empty()) {
-    auto candidate = Host::Service::following(frrVtyDirectory, true);
+  service = std::make_unique<Host::Service>(newSource, true);
+  service->registerModules();
+  Log::info("serving VRRP-MIB from " +
+            (document ? stateFile : "FRR's vrrpd at " + frrVtyDirectory));
+  // snmpd reads its configuration as root and only then becomes its own user, who must read
+  // every later version of the document and ask vrrpd again: the source starts on the first
+  // turn of snmpd's loop, so that what that user may not read is refused from the start, not
+  // after its first change.
+  Snmp::eventLoop().timerIs(0.001, false, "source start", [] {
     try {
-      candidate->start();
+      service->start();
     } catch (const Kiv::Exception& e) {
-      Log::error(e.message() + "; VRRP-MIB not served");
-      return 0;
+      Log::error(e.message() + "; serving no virtual routers");
     }
-    service = std::move(candidate);
-    followingFrr = true;
-    Host::registerVrrpMib();
-    Log::info("serving VRRP-MIB from FRR's vrrpd at " + frrVtyDirectory);
-    return 0;
-  }
-  service = std::make_unique<Host::Service>(stateFile, true);
-  service->startEmpty();
-  Host::registerVrrpMib();
-  service->watch();
-  Log::info("serving VRRP-MIB from " + stateFile);
-  // The first read waits for snmpd's loop. snmpd reads its configuration as root and only then
-  // becomes its own user, who must read every later version of the document: a document only
-  // root can read is then refused from the start, not after its first change.
-  Snmp::eventLoop().timerIs(0.001, false, "first read of the state document", [] {
-    if (service) service->reload();
   });
   return 0;
 }

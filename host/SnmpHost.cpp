@@ -6,7 +6,6 @@
 #include <cstring>
 #include <fcntl.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <net-snmp/net-snmp-config.h>
@@ -15,6 +14,7 @@
 #include <net-snmp/library/large_fd_set.h>
 
 #include "host/DaemonLog.h"
+#include "host/PersistentStore.h"
 #include "kiv/Exception.h"
 #include "platform/Snmp/AgentxMaster.h"
 #include "platform/Snmp/TrapManager.h"
@@ -31,28 +31,6 @@ namespace Host {
 namespace {
 
 constexpr const char* kAppName = "fhrp-snmpd";
-
-// net-snmp keeps its engine id and boot counter here (SNMPv3 depends on them
-// surviving restarts), so it must be private to us and writable.
-Kiv::String8 persistentDir() {
-  if (const char* env = std::getenv("SNMP_PERSISTENT_DIR"); env && *env) return env;
-  if (geteuid() == 0) return "/var/lib/fhrp-snmp";
-  const char* tmp = std::getenv("TMPDIR");
-  return Kiv::String8(tmp && *tmp ? tmp : "/tmp") + "/fhrp-snmpd-" + std::to_string(geteuid());
-}
-
-// Opens `address` as net-snmp would and closes it again: empty when it opened, else why not, in
-// the system's words (net-snmp itself only says that it could not).
-Kiv::String8 whyNotOpened(bool server, const char* application, const Kiv::String8& address) {
-  errno = 0;
-  netsnmp_transport* t = server ? netsnmp_transport_open_server(application, address.c_str())
-                                : netsnmp_transport_open_client(application, address.c_str());
-  const int error = errno;
-  if (!t) return error ? std::strerror(error) : "unknown host or bad address";
-  if (t->f_close) t->f_close(t);
-  netsnmp_transport_free(t);
-  return "";
-}
 
 // Each address once, before the agent opens them all: "ADDRESS: reason", or empty.
 Kiv::String8 listenFailure(const Kiv::String8& addresses) {
@@ -99,6 +77,17 @@ void nonBlockingStreamSinks() {
 
 }  // namespace
 
+Kiv::String8 whyNotOpened(bool server, const char* application, const Kiv::String8& address) {
+  errno = 0;
+  netsnmp_transport* t = server ? netsnmp_transport_open_server(application, address.c_str())
+                                : netsnmp_transport_open_client(application, address.c_str());
+  const int error = errno;
+  if (!t) return error ? std::strerror(error) : "unknown host or bad address";
+  if (t->f_close) t->f_close(t);
+  netsnmp_transport_free(t);
+  return "";
+}
+
 SnmpHost::SnmpHost(const Options& options) : options_(options) {}
 
 SnmpHost::~SnmpHost() {
@@ -114,9 +103,8 @@ SnmpHost::~SnmpHost() {
 void SnmpHost::configure() {
   // No MIB text is needed to serve numeric OIDs; loading it only prints warnings.
   setenv("MIBS", "", 0);
-  DaemonLog::install(options_.configFile);
-  Kiv::String8 dir = persistentDir();
-  mkdir(dir.c_str(), 0700);
+  DaemonLog::watchConfiguration(options_.configFile);
+  const Kiv::String8 dir = persistentDirectory();
   netsnmp_ds_set_string(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_PERSISTENT_DIR, dir.c_str());
   // Only what the operator gives us is read, never a system snmpd's files: the configuration
   // path is a folder of our own that holds none. Turning configuration files off altogether
@@ -190,6 +178,15 @@ void SnmpHost::open() {
     if (init_master_agent() != 0) throw Kiv::RangeException("cannot listen on " + options_.listen);
     nonBlockingStreamSinks();
   }
+}
+
+void SnmpHost::commit() {
+  committed_ = true;
+  store();
+}
+
+void SnmpHost::store() {
+  if (committed_) snmp_store(kAppName);
 }
 
 void SnmpHost::run(const std::function<void()>& afterEachTurn) {

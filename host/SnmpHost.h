@@ -4,8 +4,14 @@
 #include <functional>
 
 #include "host/Options.h"
+#include "kiv/Types.h"
 
 namespace Host {
+
+// Opens `address` as net-snmp would for `application` ("snmp", "snmptrap", "agentx") and closes
+// it again: empty when it opened, else why not, in the system's words (net-snmp itself only
+// says that it could not).
+Kiv::String8 whyNotOpened(bool server, const char* application, const Kiv::String8& address);
 
 class SnmpHost {
  public:
@@ -22,8 +28,12 @@ class SnmpHost {
   // Serves requests until stop() is called (from a callback on the loop).
   void run(const std::function<void()>& afterEachTurn);
   void stop() { running_ = false; }
-  // The start succeeded: from now on net-snmp keeps its persistent state when it ends.
-  void commit() { committed_ = true; }
+  // The start succeeded: net-snmp's persistent state (the engine's boot counter, SNMPv3 users
+  // made with createUser) is written now, in case the process is killed later, and again when
+  // it ends.
+  void commit();
+  // Writes that state again (SIGHUP); nothing before commit().
+  void store();
 
  private:
   void configure();

@@ -1,4 +1,4 @@
-// fhrp-snmpd: serves the VRRP-MIB from a state document, as a standalone SNMP
+// fhrp-snmpd: serves the VRRP-MIB from a state document or FRR's vrrpd, as a standalone SNMP
 // agent or as an AgentX subagent of the machine's snmpd.
 #include <cstdio>
 #include <exception>
@@ -12,19 +12,79 @@
 #include "host/Service.h"
 #include "host/Signals.h"
 #include "host/SnmpHost.h"
-#include "host/VrrpMibModule.h"
 #include "kiv/Exception.h"
+#include "platform/Log.h"
+#include "platform/Snmp/NetSnmpLoop.h"
+#include "sources/file/StateDocumentSource.h"
+#include "sources/frr/FrrSource.h"
 
 namespace {
 
 int fail(const Kiv::String8& message) {
-  std::fprintf(stderr, "fhrp-snmpd: %s\n", message.c_str());
+  // net-snmp has shut down by now, and dropped its log callbacks with it: the sink takes the log
+  // again. What was held back goes: a failed start shows its reason only.
+  Host::DaemonLog::install();
+  Host::DaemonLog::discard();
+  Log::error(message);
   return 2;
+}
+
+std::unique_ptr<Sources::Source> newSource(const Host::Options& options,
+                                           Zentra::StatePublisher& publisher) {
+  if (!options.frrVtyDirectory.empty()) {
+    return std::make_unique<Sources::FrrSource>(Snmp::eventLoop(), publisher,
+                                                options.frrVtyDirectory);
+  }
+  // A document that is there but invalid ends the start, where the operator sees it at once; a
+  // missing one (a start that races the boot) is waited for.
+  return std::make_unique<Sources::StateDocumentSource>(Snmp::eventLoop(), publisher,
+                                                        options.stateFile, true);
+}
+
+int serve(const Host::Options& options) {
+  Host::Service service([&](Zentra::StatePublisher& p) { return newSource(options, p); },
+                        options.notifications);
+  Host::SnmpHost snmp(options);
+  snmp.initAgent();
+  service.registerModules();
+  // The source is read before any port is opened: a bad document never yields a half-started
+  // agent.
+  service.start();
+  const Kiv::String8 where = options.agentx() ? options.agentxSocket : options.listen;
+  auto ready = [&] {
+    snmp.commit();
+    Log::info("ready on " + where);
+    // Under systemd (Type=notify) `systemctl start` returns only now; elsewhere a no-op.
+    sd_notifyf(0, "READY=1\nSTATUS=serving the VRRP-MIB on %s", where.c_str());
+  };
+  // Under AgentX the daemon is ready once the master took the registration; the link may come up
+  // while the configuration is read, or any time later.
+  std::unique_ptr<Host::AgentxLink> agentx;
+  if (options.agentx()) agentx = std::make_unique<Host::AgentxLink>(where, ready);
+  snmp.open();
+  Host::installSignalHandlers(
+      [&snmp] {
+        sd_notify(0, "STOPPING=1");
+        snmp.stop();
+      },
+      [&] {
+        service.refresh();
+        snmp.store();
+      });
+  if (agentx) agentx->check();  // a master that refuses the MIB at once ends the start here
+  // The configuration is read and the ports are open: nothing held back is the start's reason.
+  Host::DaemonLog::release();
+  if (!agentx) ready();
+  snmp.run([&] {
+    if (agentx) agentx->check();
+  });
+  return 0;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+  Host::DaemonLog::install();
   Host::Options options;
   try {
     options = Host::parseOptions(argc, argv);
@@ -33,52 +93,15 @@ int main(int argc, char** argv) {
     return fail(e.message() + " (fhrp-snmpd --help lists the options)");
   }
   if (options.help) {
-    std::fprintf(stdout, "%s", Host::usage());
+    std::fputs(Host::usage(), stdout);
     return 0;
   }
   if (options.version) {
-    std::fprintf(stdout, "fhrp-snmpd %s\n", FHRP_SNMP_VERSION);
+    std::printf("fhrp-snmpd %s\n", FHRP_SNMP_VERSION);
     return 0;
   }
-
   try {
-    auto service = options.frrVtyDirectory.empty()
-                       ? std::make_unique<Host::Service>(options.stateFile, options.notifications)
-                       : Host::Service::following(options.frrVtyDirectory, options.notifications);
-    Host::SnmpHost snmp(options);
-    snmp.initAgent();
-    // The document is read before any port is opened: a bad one never yields a
-    // half-started agent.
-    service->start();
-    Host::registerVrrpMib();
-    const Kiv::String8 where = options.agentx() ? options.agentxSocket : options.listen;
-    auto ready = [&] {
-      snmp.commit();
-      Host::DaemonLog::write("ready on " + where);
-      // Under systemd (Type=notify) `systemctl start` returns only now; elsewhere a no-op.
-      sd_notifyf(0, "READY=1\nSTATUS=serving the VRRP-MIB on %s", where.c_str());
-    };
-    // Under AgentX the daemon is ready once the master took the registration; the link may
-    // come up while the configuration is read, or any time later.
-    std::unique_ptr<Host::AgentxLink> agentx;
-    if (options.agentx()) agentx = std::make_unique<Host::AgentxLink>(where, ready);
-    snmp.open();
-    service->watch();
-    Host::installSignalHandlers(
-        [&snmp] {
-          sd_notify(0, "STOPPING=1");
-          snmp.stop();
-        },
-        [&service] { service->reload(); });
-    if (agentx) {
-      agentx->check();
-    } else {
-      ready();
-    }
-    snmp.run([&] {
-      if (agentx) agentx->check();
-    });
-    return 0;
+    return serve(options);
   } catch (const Kiv::Exception& e) {
     return fail(e.message());
   } catch (const std::exception& e) {

@@ -3,13 +3,11 @@
 #include "platform/Snmp/Conversions.h"
 #include "snmp/SnmpTrace.h"
 #include "snmp/VrrpMIBInternal.h"
+#include "snmp/VrrpMibOids.h"
 
 namespace {
 
 using Snmp::snmpTrace;
-
-const oid vrrpNodeVersion_oid[] = {1, 3, 6, 1, 2, 1, 68, 1, 1};
-const oid vrrpNotificationCntl_oid[] = {1, 3, 6, 1, 2, 1, 68, 1, 2};
 
 // Below net-snmp's default of 127, so these registrations win over another module's.
 constexpr int kScalarPriority = 64;

@@ -1,22 +1,20 @@
 // Registers the two tables with net-snmp's table iterator, in the default context only.
-#include <iostream>
 #include <span>
 
 #include "FhrpSnmp/VrrpMib.h"
 #include "kiv/Assert.h"
+#include "platform/Log.h"
 #include "platform/Snmp/SnmpUtil.h"
 #include "snmp/SnmpTrace.h"
 #include "snmp/VrrpMIBInternal.h"
 #include "snmp/VrrpMIBTableIterator.h"
+#include "snmp/VrrpMibOids.h"
 
 namespace {
 
 using Snmp::snmpTrace;
 
 const char kModelPath[] = "snmp/vrrp/vrrpMIB";
-
-const oid vrrpOperTable_oid[] = {1, 3, 6, 1, 2, 1, 68, 1, 3};
-const oid vrrpAssoIpAddrTable_oid[] = {1, 3, 6, 1, 2, 1, 68, 1, 4};
 
 // Listed, not a range: the column records of every registration point here.
 const unsigned int vrrpOperTable_columns[] = {2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
@@ -52,14 +50,14 @@ const FhrpSnmp::VrrpMib* findModel(const char* table) {
   if (!entity) {
     const Kiv::String8 message = Kiv::String8("Can not getEntityRelative( ") + kModelPath +
                                  " ) for table " + table + ". Is this path correct?";
-    std::cerr << message << std::endl;
+    Log::error(message);
     KIV_ASSERT(entity, message);
   }
   auto* mib = dynamic_cast<const FhrpSnmp::VrrpMib*>(entity.ptr());
   if (!mib) {
     const Kiv::String8 message =
         Kiv::String8(kModelPath) + " does not appear to be of type FhrpSnmp::VrrpMib.";
-    std::cerr << message << std::endl;
+    Log::error(message);
     KIV_ASSERT(mib, message);
   }
   return mib;

@@ -10,13 +10,10 @@
 #include "platform/Snmp/SnmpUtil.h"
 #include "platform/Snmp/TrapManager.h"
 #include "snmp/SnmpTrace.h"
+#include "snmp/VrrpMibOids.h"
 
 namespace Snmp {
 namespace {
-
-const oid snmpTrapOid[] = {1, 3, 6, 1, 6, 3, 1, 1, 4, 1, 0};
-const oid vrrpTrapNewMasterOid[] = {1, 3, 6, 1, 2, 1, 68, 0, 1};
-const oid vrrpOperMasterIpAddrOid[] = {1, 3, 6, 1, 2, 1, 68, 1, 3, 1, 7};
 
 // Room for any instance suffix AppendToOid may be asked to add.
 constexpr size_t kMaxInstanceOidLen = 512;

@@ -13,7 +13,9 @@
 #include "bench/micro/ModelData.h"
 #include "host/Service.h"
 #include "kiv/Exception.h"
+#include "platform/Loop/FakeEventLoop.h"
 #include "platform/Snmp/SnmpUtil.h"
+#include "sources/file/StateDocumentSource.h"
 #include "zentra/StateDocument.h"
 #include "zentra/StatePublisher.h"
 
@@ -59,7 +61,14 @@ struct Loaded {
   explicit Loaded(long n)
       : path(std::filesystem::temp_directory_path() / "fhrp-mirror-event.json") {
     std::ofstream(path) << document(n);
-    service = std::make_unique<Host::Service>(path.string(), false);
+    service = std::make_unique<Host::Service>(
+        [this](Zentra::StatePublisher& publisher) {
+          auto source =
+              std::make_unique<Sources::StateDocumentSource>(loop, publisher, path.string(), true);
+          file = source.get();
+          return source;
+        },
+        false);
     service->start();
     model = Kiv::ptrCast<FhrpSnmp::VrrpMib>(SnmpUtil::getEntityRelative("snmp/vrrp/vrrpMIB"));
     if (!model || model->operTableCollection()->size() != static_cast<size_t>(n)) {
@@ -70,11 +79,13 @@ struct Loaded {
   // The service is given the next size's document: the mirroring machines follow it.
   void resize(long n) {
     std::ofstream(path) << document(n);
-    if (!service->reload() || model->operTableCollection()->size() != static_cast<size_t>(n)) {
+    if (!file->reload() || model->operTableCollection()->size() != static_cast<size_t>(n)) {
       throw Kiv::RangeException("the model did not follow the document");
     }
   }
   std::filesystem::path path;
+  Loop::FakeEventLoop loop;  // the document is read on demand, never watched
+  Sources::StateDocumentSource* file = nullptr;
   std::unique_ptr<Host::Service> service;
   Kiv::Ptr<FhrpSnmp::VrrpMib> model;
 };

@@ -25,7 +25,9 @@
 #include "bench/mirror/ProcessMemory.h"
 #include "host/Service.h"
 #include "kiv/Exception.h"
+#include "platform/Loop/FakeEventLoop.h"
 #include "platform/Snmp/SnmpUtil.h"
+#include "sources/file/StateDocumentSource.h"
 #include "zentra/StateFile.h"
 
 namespace {
@@ -86,7 +88,17 @@ int main(int argc, char** argv) {
   try {
     put(o.state);
     const Bench::ProcessMemory before = Bench::settledProcessMemory();
-    Host::Service service(live.string(), /*notifications=*/false);
+    // Read on demand only: the fake loop never runs the watcher.
+    Loop::FakeEventLoop loop;
+    Sources::StateDocumentSource* document = nullptr;
+    Host::Service service(
+        [&](Zentra::StatePublisher& publisher) {
+          auto source =
+              std::make_unique<Sources::StateDocumentSource>(loop, publisher, live.string(), true);
+          document = source.get();
+          return source;
+        },
+        /*notifications=*/false);
     const double startMs = millis([&] { service.start(); });
     const Bench::ProcessMemory after = Bench::settledProcessMemory();
 
@@ -98,7 +110,7 @@ int main(int argc, char** argv) {
     auto apply = [&](const std::string& doc) {
       put(doc);
       double ms = millis([&] {
-        if (!service.reload()) throw Kiv::RangeException("cannot apply " + doc);
+        if (!document->reload()) throw Kiv::RangeException("cannot apply " + doc);
       });
       return ms;
     };

@@ -85,7 +85,7 @@ class NetSnmpLoop : public Loop::EventLoop {
         this);
     if (id == 0) {
       // net-snmp only fails for want of memory; the process cannot go on without its timers.
-      std::fprintf(stderr, "cannot register the %s timer\n", what);
+      Log::error(Kiv::String8("cannot register the ") + what + " timer");
       std::abort();
     }
     timers_[id] = Timer{what, std::move(onTimer), repeat};

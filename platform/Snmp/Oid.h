@@ -8,6 +8,9 @@
 
 namespace Snmp {
 
+// snmpTrapOID.0 (SNMPv2-MIB): the first binding of every notification names it.
+inline constexpr oid snmpTrapOid[] = {1, 3, 6, 1, 6, 3, 1, 1, 4, 1, 0};
+
 // Appends value to the len sub-identifiers in buf and returns the new length. Raises
 // Kiv::RangeException when the buffer already holds maxLen sub-identifiers.
 size_t AppendToOid(oid* buf, size_t len, size_t maxLen, U32 value);

@@ -18,8 +18,6 @@
 namespace Snmp {
 namespace {
 
-const oid kSnmpTrapOid[] = {1, 3, 6, 1, 6, 3, 1, 1, 4, 1, 0};
-
 Kiv::TraceHandle& trace() {
   static Kiv::TraceHandle& h = Kiv::traceHandle("Snmp");
   return h;
@@ -124,7 +122,7 @@ TrapManager::~TrapManager() {
 void TrapManager::enqueueTrap(netsnmp_variable_list* vars) {
   if (!vars) return;
   KIV_ASSERT(
-      snmp_oid_compare(vars->name, vars->name_length, kSnmpTrapOid, OID_LENGTH(kSnmpTrapOid)) == 0,
+      snmp_oid_compare(vars->name, vars->name_length, snmpTrapOid, OID_LENGTH(snmpTrapOid)) == 0,
       "a notification's varbind list must start with snmpTrapOID.0, not " +
           oidToString(vars->name, vars->name_length));
   OwnedVars owned(vars);

@@ -54,7 +54,14 @@ TEST(OptionsTest, BadArgumentsAreOneClearLine) {
       {{"--state", ""}, "option --state needs a non-empty value"},
       {{"--state", "s", "--no-community", "--community", "c"},
        "--community and --no-community exclude each other"},
-      {{"--state", "s", "--agentx", "/x", "--no-community"}, "--no-community" + underAgentx}};
+      {{"--state", "s", "--agentx", "/x", "--no-community"}, "--no-community" + underAgentx},
+      // What getopt_long reports its own way: a flag given a value, a value given as "=", an
+      // unknown option with a value, a short one, and an argument after the options.
+      {{"--state", "s", "--frr=yes"}, "option --frr takes no value"},
+      {{"--state="}, "option --state needs a non-empty value"},
+      {{"--state", "s", "--bogus=1"}, "unknown argument '--bogus'"},
+      {{"--state", "s", "-x"}, "unknown argument '-x'"},
+      {{"--state", "s", "extra"}, "unknown argument 'extra'"}};
 
   for (const auto& [args, message] : cases) EXPECT_EQ(error(args), message);
 }

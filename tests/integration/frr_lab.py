@@ -6,7 +6,7 @@ import shutil
 import subprocess
 from pathlib import Path
 
-from harness import parse_varbinds, wait_until
+from harness import FHRP_PLUGIN, Snmpd, free_port, parse_varbinds, wait_until
 
 FRR = Path("/usr/lib/frr")
 SIDES = {"here": "192.0.2.1", "there": "192.0.2.2"}
@@ -154,6 +154,21 @@ class FrrLab:
         return self.lab.daemon("--frr", "--frr-vty", str(here.dir), "--trap-sink",
                                f"127.0.0.1:{trap_port}", "--trace", "Sources/1", state=False,
                                wrapper=("ip", "netns", "exec", here.ns))
+
+    def plugin(self, trap_port):
+        """Debian's snmpd in this side's namespace, as root, with the plug-in following vrrpd."""
+        here = self.sides["here"]
+        conf = self.lab.write("snmpd-frr.conf", "\n".join([
+            "rocommunity public 127.0.0.1", f"trap2sink 127.0.0.1:{trap_port} public",
+            f"dlmod fhrpsnmp {FHRP_PLUGIN}", f"fhrpFrr {here.dir}"]) + "\n")
+        port = free_port()  # the namespace's loopback is all ours
+        agent = self.lab.spawn(
+            here.exec("snmpd", "-f", "-Lo", "-C", "-c", conf, "-I",
+                      "-smux,mteTrigger,mteTriggerConf", f"udp:127.0.0.1:{port}"), "snmpd-frr",
+            env=dict(self.lab.env, SNMP_PERSISTENT_DIR=str(self.lab.dir / "snmpd-persist")),
+            wait_for="fhrp-snmp: serving VRRP-MIB", cls=Snmpd)
+        agent.address = f"127.0.0.1:{port}"
+        return agent
 
     def walk(self, agent, oid):
         done = run(*self.sides["here"].exec("snmpbulkwalk", "-On", "-Oe", "-v2c", "-c", "public",

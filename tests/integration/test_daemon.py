@@ -1,5 +1,7 @@
 """fhrp-snmpd standalone, as AgentX subagent and as plug-in; live edits; the SNMPv3 set-up."""
 import os
+import signal
+import socket
 
 import pytest
 
@@ -173,11 +175,34 @@ def test_only_the_authpriv_user_gets_anything_and_no_secret_leaks(lab):
         engine = engine or tokens["oldEngineID"]
         assert tokens["oldEngineID"] == engine
         if run == 1:
-            # Failed starts, the createUser line already gone, write nothing: the next start still
-            # knows the user, and its boot is the second.
+            # Failed starts, the createUser line already gone, write nothing (the second one after
+            # net-snmp read the persistent file): the next start still knows the user, and its
+            # boot is the second.
             lab.write("agent.conf", rouser)
-            for state in (lab.dir / "missing.json", lab.write("bad.json", '{"interfaces": []}')):
-                failed = lab.daemon("--state", state, "--config", conf, "--no-community",
-                                    state=False, wait=False)
-                assert failed.wait(30) == 2, failed.describe()
+            with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as held:
+                held.bind(("127.0.0.1", 0))
+                busy = f"udp:127.0.0.1:{held.getsockname()[1]}"
+                for args in (["--state", lab.write("bad.json", '{"interfaces": []}')],
+                             ["--state", lab.state(), "--listen", busy]):
+                    failed = lab.daemon(*args, "--config", conf, "--no-community", state=False,
+                                        listen=False, wait=False)
+                    assert failed.wait(30) == 2, failed.describe()
     assert os.stat(stored).st_mode & 0o777 == 0o600
+
+
+def test_a_killed_agent_kept_its_users_and_its_boot_counter(lab):
+    # SIGKILL, an abort, the OOM killer: nothing runs at the end. What must outlive the process
+    # (the user made by createUser, the boot counter managers check for replays) was written
+    # once the agent was ready.
+    rouser = "rouser opsuser authpriv\n"
+    conf = lab.write("agent.conf", f'createUser opsuser SHA-256 "{AUTH_PASS}" AES "{PRIV_PASS}"\n'
+                     + rouser)
+    boots = []
+    for _ in range(2):
+        daemon = lab.daemon("--config", conf, "--no-community")
+        boots += [int(v) for _, _, v in snmp("snmpget", daemon.address, ".1.3.6.1.6.3.10.2.1.2.0",
+                                             options=v3("authPriv"), env=lab.env)]
+        os.kill(daemon.pid, signal.SIGKILL)
+        daemon.wait()
+        conf = lab.write("agent.conf", rouser)
+    assert boots[1] > boots[0], boots

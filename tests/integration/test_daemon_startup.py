@@ -1,5 +1,6 @@
 """Start-up: bad starts in one line, AgentX readiness, the system group, the plug-in's document."""
 import os
+import pwd
 import signal
 import socket
 from pathlib import Path
@@ -28,6 +29,18 @@ def busy_port(lab, s):
     return [*s, "--listen", at], f"cannot listen on {at}: Address already in use"
 
 
+def planted_store(lab, s):
+    # Another local user made the fallback store first (here: a symbolic link to a folder of
+    # theirs), to feed the agent's net-snmp its own directives.
+    if os.geteuid() != 0:
+        pytest.skip("needs root to run the daemon as another user")
+    lab.dir.chmod(0o755)
+    store = lab.dir / f"fhrp-snmpd-{pwd.getpwnam('nobody').pw_uid}"
+    store.symlink_to(lab.dir)
+    return [*s, *NOWHERE], f"persistent folder {store} refused: it is a symbolic link", \
+        ("env", "-u", "SNMP_PERSISTENT_DIR", f"TMPDIR={lab.dir}", *DROP_PRIVILEGES)
+
+
 def conf(lab, text):
     return ["--config", lab.write("agent.conf", text)]
 
@@ -37,8 +50,6 @@ def conf(lab, text):
 BAD_STARTS = {
     "bad document": lambda lab, s: (["--state", lab.write("bad.json", '{"interfaces": []}'),
                                      *NOWHERE], "bad.json: $.interfaces: expected an object"),
-    "missing document": lambda lab, s: (["--state", lab.dir / "missing", *NOWHERE],
-                                        "missing: no such file"),
     "unknown argument": lambda lab, s: ([*s, "--bogus"], "unknown argument '--bogus'"),
     # Without the users and rules it holds the agent would be open: no start.
     "missing --config": lambda lab, s: ([*s, *NOWHERE, "--config", lab.dir / "none"],
@@ -56,6 +67,7 @@ BAD_STARTS = {
                                          "--trap-sink does not apply under --agentx"),
     "busy port": busy_port,
     "port 161 unprivileged": unprivileged_port_161,
+    "planted fallback store": planted_store,
 }
 
 
@@ -68,6 +80,19 @@ def test_a_bad_start_exits_2_with_one_line_naming_the_reason(lab, case):
     assert daemon.wait(30) == 2, daemon.describe()
     lines = daemon.log().splitlines()
     assert len(lines) == 1 and lines[0].startswith("fhrp-snmpd: ") and reason in lines[0], \
+        daemon.describe()
+
+
+def test_a_missing_document_is_served_empty_until_it_comes(lab):
+    # A start that races the boot: the document's writer starts later.
+    path = lab.dir / "state.json"
+    daemon = lab.daemon("--state", path, state=False)
+    assert daemon.log().splitlines()[0] == \
+        f"fhrp-snmpd: {path} does not exist; serving no virtual routers until it is good"
+    assert daemon.log().count(str(path)) == 1
+    assert [kind for _, kind, _ in snmp("snmpwalk", daemon.address, OPER_TABLE)] == ["noSuchObject"]
+    lab.state()
+    assert wait_until(lambda: len(snmp("snmpwalk", daemon.address, OPER_TABLE)) == 8 * 14, 15), \
         daemon.describe()
 
 

@@ -3,7 +3,8 @@ from collections import Counter
 
 import pytest
 
-from harness import ASSO_TABLE, NEW_MASTER, OPER_TABLE, SNMP_TRAP_OID, VRRP, free_port, wait_until
+from harness import (ASSO_TABLE, NEW_MASTER, OPER_TABLE, SANITIZED, SNMP_TRAP_OID, VRRP, free_port,
+                     wait_until)
 import frr_lab
 
 # Short intervals keep failovers well under a second.
@@ -76,18 +77,22 @@ def new_masters(trapd, here, vrid):
     return sum(1 for n in trapd.new_masters() if any(o.endswith(row) for o in n))
 
 
-def test_every_column_follows_vrrpd_and_the_kernel(lab):
+# fhrp-snmpd --frr, and the plug-in with `fhrpFrr` in Debian's snmpd.
+@pytest.mark.parametrize("host", ["daemon", "plugin"])
+def test_every_column_follows_vrrpd_and_the_kernel(lab, host):
     reason = frr_lab.available()
+    if not reason and host == "plugin" and SANITIZED:
+        reason = "an instrumented plug-in cannot load into snmpd"
     if reason:
         pytest.skip(reason)
     frr = frr_lab.FrrLab(lab, ROUTERS)
     try:
-        follow(lab, frr)
+        follow(lab, frr, frr.agent if host == "daemon" else frr.plugin)
     finally:
         frr.close()
 
 
-def follow(lab, frr):
+def follow(lab, frr, start_agent):
     here, there = frr.sides["here"], frr.sides["there"]
     priorities = {r["vrid"]: r["priority"]["here"] for r in ROUTERS}
     assert wait_until(lambda: settled(here, {10: "Backup", 11: "Master", 12: "Master"}), 30)
@@ -96,7 +101,7 @@ def follow(lab, frr):
     # into master after.
     announced = Counter(v for v, r in here.show_vrrp().items() if r["v4"]["status"] == "Master")
     announced.subtract(v for _, v in here.transitions())
-    agent = frr.agent(int(trapd.sink.rsplit(":", 1)[1]))
+    agent = start_agent(int(trapd.sink.rsplit(":", 1)[1]))
     assert_mib(frr, here, agent, priorities)
     assert not any(o.endswith(".13") for o in frr.walk(agent, OPER_TABLE))  # version 3
 
