@@ -9,6 +9,7 @@
 #include "host/Options.h"
 #include "host/Service.h"
 #include "host/VrrpMibModule.h"
+#include "host/Vrrpv3MibModule.h"
 #include "kiv/Exception.h"
 #include "platform/Log.h"
 #include "platform/Snmp/NetSnmp.h"
@@ -74,12 +75,14 @@ int start(int, int, void*, void*) {
     service = std::move(candidate);
     followingFrr = true;
     Host::registerVrrpMib();
+    Host::registerVrrpv3Mib();
     Log::info("serving VRRP-MIB from FRR's vrrpd at " + frrVtyDirectory);
     return 0;
   }
   service = std::make_unique<Host::Service>(stateFile, true);
   service->startEmpty();
   Host::registerVrrpMib();
+  Host::registerVrrpv3Mib();
   service->watch();
   Log::info("serving VRRP-MIB from " + stateFile);
   // The first read waits for snmpd's loop. snmpd reads its configuration as root and only then

@@ -8,6 +8,7 @@
 
 #include "FhrpSnmp/TypeRegistration.h"
 #include "host/FrrFeed.h"
+#include "host/Vrrpv3MibModule.h"
 #include "kiv/TypeRegistry.h"
 #include "platform/Snmp/Config.h"
 #include "platform/Log.h"
@@ -75,6 +76,7 @@ void Service::build() {
       *agent_, "vrrpMibSm",
       std::vector<Kiv::Ptr<Kiv::PtrInterface>>{tree_.fhrpConfig(), tree_.vrrpStatus(),
                                                tree_.allIntfStatus(), tree_.ipStatus(), model_});
+  vrrpv3_ = buildVrrpv3Mib(tree_);
 }
 
 void Service::start() {

@@ -56,6 +56,7 @@ class Service {
   std::unique_ptr<FrrFeed> frr_;
   Kiv::Ptr<Kiv::Entity> model_;
   Kiv::Ptr<Kiv::Entity> agent_;
+  Kiv::Ptr<Kiv::PtrInterface> vrrpv3_;  // the VRRPv3-MIB's mirroring
   bool notifications_;
   Kiv::String8 goodSince_;  // when the served state was last applied; empty: never
   bool good_ = true;        // false while the document on disk is rejected or missing

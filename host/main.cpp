@@ -13,6 +13,7 @@
 #include "host/Signals.h"
 #include "host/SnmpHost.h"
 #include "host/VrrpMibModule.h"
+#include "host/Vrrpv3MibModule.h"
 #include "kiv/Exception.h"
 
 namespace {
@@ -51,6 +52,7 @@ int main(int argc, char** argv) {
     // half-started agent.
     service->start();
     Host::registerVrrpMib();
+    Host::registerVrrpv3Mib();
     const Kiv::String8 where = options.agentx() ? options.agentxSocket : options.listen;
     auto ready = [&] {
       snmp.commit();
