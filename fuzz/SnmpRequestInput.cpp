@@ -5,7 +5,10 @@
 #include "kiv/Assert.h"
 #include "platform/Snmp/HandlerRegistration.h"
 #include "platform/Snmp/SnmpUtil.h"
+#include "Vrrpv3/Vrrpv3Sm.h"
+#include "platform/Snmp/NetSnmpLoop.h"
 #include "snmp/VrrpMIB.h"
+#include "snmpv3/Vrrpv3MIB.h"
 #include "tests/support/InProcessAgent.h"
 #include "zentra/StateDocument.h"
 
@@ -27,7 +30,8 @@ constexpr std::string_view kDocument = R"({
   "vrrpConfig": {
     "Ethernet1": {"1": {"priority": 200}, "2": {}, "255": {"preempt": false}},
     "Ethernet2": {"10": {"adminState": "disabled", "authType": "simpleTextPassword",
-                         "authKey": "secret", "advertisementInterval": 25500}},
+                         "authKey": "secret", "advertisementInterval": 25500},
+                  "20": {"version": 3, "acceptMode": true}},
     "Vlan4094": {"1": {"priority": 255}}
   },
   "vrrpStatus": {
@@ -51,7 +55,16 @@ constexpr std::string_view kDocument = R"({
             "ipAddrs": {"203.0.113.1": true, "203.0.113.126": true, "255.255.255.255": true},
             "upSince": 1}
     }
-  }
+  },
+  "vrrpStatusV6": {
+    "Ethernet2": {
+      "20": {"state": "backup", "priority": 100, "srcAddr": "fe80::1", "primaryAddr": "fe80::2",
+             "virtualMacAddr": "00:00:5e:00:02:14",
+             "ipAddrs": {"2001:db8::1": true, "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff": true},
+             "statistics": {"advertisementsRcvd": 18446744073709551615}}
+    }
+  },
+  "vrrpStatistics": {"vrIdErrors": 7, "refreshRate": 1000}
 })";
 
 // The agent with the module registered over a mirrored model, and the agent's listening
@@ -63,6 +76,18 @@ struct Served {
     SnmpUtil::mountRootIs(state.tree.root());
     Snmp::kivInitVrrpMib();
     Snmp::initHandlers("");
+    // The VRRPv3-MIB beside it, as the host registers it.
+    auto group = SnmpUtil::getSnmpConfig()->notificationConfigIs("vrrpv3");
+    group->notificationIs("vrrpv3NewMaster");
+    group->notificationIs("vrrpv3ProtoError");
+    v3mib = Kiv::make<Vrrpv3::Vrrpv3Mib>("vrrpv3MIB", state.tree.vrrpStatistics());
+    state.tree.root()->bind(Vrrpv3Snmp::kModelPath, v3mib);
+    v3 = Kiv::make<Vrrpv3::Vrrpv3Sm>(
+        Vrrpv3::Vrrpv3Sm::Inputs{state.tree.vrrpConfig(), state.tree.vrrpStatus(),
+                                 state.tree.vrrpStatusV6(), state.tree.allIntfStatus(),
+                                 state.tree.ipStatus(), state.tree.vrrpStatistics()},
+        v3mib, Snmp::eventLoop());
+    init_Vrrpv3MIB("");
 
     // Write access, so that a SET reaches the module and is refused there, not by access
     // control: whatever the message, nothing may change.
@@ -82,11 +107,17 @@ struct Served {
     const auto served = agent.walk({1, 3, 6, 1, 2, 1, 68, 1, 4});
     KIV_ASSERT(state.mib->assoIpAddrTableCollection()->size() == 8 && served.varBinds.size() == 8,
                "the agent does not serve the model's rows:\n" + model);
+    v3changes = v3mib->changeCount();
+    KIV_ASSERT(agent.walk({1, 3, 6, 1, 2, 1, 207, 1, 1, 2}).varBinds.size() == 2,
+               "the agent does not serve the VRRPv3-MIB's rows");
   }
 
   // Before anything that registers with the agent.
   FhrpTest::InProcessAgent& agent = FhrpTest::InProcessAgent::instance();
   MirroredState state;
+  Kiv::Ptr<Vrrpv3::Vrrpv3Mib> v3mib;
+  Kiv::Ptr<Vrrpv3::Vrrpv3Sm> v3;
+  U64 v3changes = 0;
   Kiv::String8 model;
   U64 changes = 0;
   MemoryTransport transport;
@@ -104,6 +135,7 @@ void snmpRequest(std::string_view input) {
   for (const std::string& reply : s.transport.deliver(input)) checkReply(input, reply);
   KIV_ASSERT(s.state.mib->changeCount() == s.changes && s.state.modelText() == s.model,
              "a request changed the model:\n" + s.state.modelText());
+  KIV_ASSERT(s.v3mib->changeCount() == s.v3changes, "a request changed the VRRPv3-MIB model");
 }
 
 }  // namespace FhrpFuzz

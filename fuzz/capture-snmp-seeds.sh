@@ -58,5 +58,16 @@ capture v2c_wrong_community snmpget -v2c -c private "$agent" $vrrp.1.1.0
 capture v1_get snmpget -v1 -c public "$agent" $oper.3.1.1
 capture v1_getnext snmpgetnext -v1 -c public "$agent" $asso
 capture v1_set snmpset -v1 -c public "$agent" $oper.6.2.10 s secret
+v3=.1.3.6.1.2.1.207
+v3oper=$v3.1.1.1.1
+v3addr=$v3.1.1.2.1
+capture v2c_get_vrrpv3 snmpget -v2c -c public "$agent" $v3oper.3.3.20.2 $v3.1.2.5.1.3.3.20.2 \
+  $v3oper.6.3.20.0 $v3addr.2.3.20.2.16.32.1.13.184.0.0.0.0.0.0.0.0.0.0.0.1 \
+  $v3addr.2.3.20.1.5.192.0.2.1.7 $v3.1.2.1.0
+capture v2c_getnext_vrrpv3_hostile snmpgetnext -v2c -c public "$agent" $v3oper.3.3.20.4 \
+  $v3addr.2.3.20.1.4.192.0.2.300 $v3oper.13.2147483648 $v3
+capture v2c_getbulk_vrrpv3 snmpbulkget -v2c -c public -Cn0 -Cr30 "$agent" $v3
+capture v2c_set_vrrpv3 snmpset -v2c -c public "$agent" $v3oper.7.3.20.2 u 200 \
+  $v3addr.2.3.20.2.16.32.1.13.184.0.0.0.0.0.0.0.0.0.0.0.9 i 4
 capture v3_discovery snmpget -v3 -l noAuthNoPriv -u fuzz "$agent" $vrrp.1.1.0
 ls -l "$out"

@@ -2,6 +2,7 @@
 
 #include "FhrpSnmp/TypeRegistration.h"
 #include "host/VrrpMibModule.h"
+#include "host/Vrrpv3MibModule.h"
 #include "kiv/TypeRegistry.h"
 #include "platform/Snmp/Config.h"
 #include "platform/Snmp/SnmpUtil.h"
@@ -40,11 +41,13 @@ void Service::buildModels(bool notifications) {
       *agent_, "vrrpMibSm",
       std::vector<Kiv::Ptr<Kiv::PtrInterface>>{tree_.fhrpConfig(), tree_.vrrpStatus(),
                                                tree_.allIntfStatus(), tree_.ipStatus(), model_});
+  vrrpv3_ = buildVrrpv3Mib(tree_);
 }
 
 // Every MIB module the product serves.
 void Service::registerModules() {
   registerVrrpMib();
+  registerVrrpv3Mib();
 }
 
 void Service::start() {

@@ -144,6 +144,15 @@ double Reader::number(Value& value, std::string_view& text) {
   return ok(value.get_double());
 }
 
+U64 Reader::counter(Value& value) {
+  const auto n = value.get_uint64();
+  if (n.error() == simdjson::SUCCESS) return n.value_unsafe();
+  expect(value, Type::number, "a counter");
+  std::string_view text;
+  number(value, text);
+  fail("expected a counter (an integer 0..18446744073709551615), got " + String8(text));
+}
+
 U32 Reader::integer(Value& value, U32 min, U32 max) {
   // The common case without the number's text.
   const auto fast = value.get_uint64();

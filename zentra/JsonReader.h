@@ -59,6 +59,8 @@ class Reader {
   double number(Value& value, std::string_view& text);
   // A number written as an integer in min..max.
   U32 integer(Value& value, U32 min, U32 max);
+  // A counter: an integer written with digits only, 0..2^64-1.
+  U64 counter(Value& value);
 
   // A wrong value at the current path; a repeated key, a fault in the text.
   [[noreturn]] void fail(const Kiv::String8& reason);

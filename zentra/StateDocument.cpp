@@ -3,6 +3,8 @@
 #include <cmath>
 #include <initializer_list>
 #include <map>
+#include <span>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -46,15 +48,31 @@ String8 alternatives(const Names& names) {
 
 // The members of each object whose members are fixed. Absent required members are reported
 // in this order.
-constexpr std::string_view kSections[] = {"interfaces", "ip", "vrrpConfig", "vrrpStatus"};
+constexpr std::string_view kSections[] = {"interfaces", "ip",           "vrrpConfig",
+                                          "vrrpStatus", "vrrpStatusV6", "vrrpStatistics"};
 constexpr std::string_view kInterface[] = {"ifIndex"};
 constexpr std::string_view kIp[] = {"activeAddrWithMask"};
-constexpr std::string_view kConfig[] = {
-    "version", "priority", "preempt", "adminState", "authType", "authKey", "advertisementInterval"};
-constexpr std::string_view kStatus[] = {"state",   "priority",    "srcAddr", "virtualMacAddr",
-                                        "ipAddrs", "ipAddrCount", "upSince"};
+constexpr std::string_view kConfig[] = {"version",
+                                        "priority",
+                                        "preempt",
+                                        "adminState",
+                                        "authType",
+                                        "authKey",
+                                        "advertisementInterval",
+                                        "acceptMode"};
+// The IPv6 status has one member more, the router's own address.
+constexpr std::string_view kStatus[] = {"state",          "priority",   "srcAddr",
+                                        "virtualMacAddr", "ipAddrs",    "ipAddrCount",
+                                        "upSince",        "statistics", "primaryAddr"};
 constexpr std::size_t kStatusRequired = 5;  // state to ipAddrs
 constexpr std::size_t kIpAddrCount = 5;
+constexpr std::size_t kStatusV4Members = 8;
+constexpr std::string_view kStatistics[] = {
+    "advertisementsRcvd", "advIntervalErrors",  "ipTtlErrors",     "versionErrors",
+    "checksumErrors",     "priZeroPktsRcvd",    "priZeroPktsSent", "invalidTypePktsRcvd",
+    "addressListErrors",  "packetLengthErrors", "masterPriority"};
+constexpr std::string_view kGlobalStatistics[] = {"checksumErrors", "versionErrors", "vrIdErrors",
+                                                  "refreshRate"};
 
 // Reads the document straight from the text as simdjson walks it, so that nothing but the
 // result is built. The first fault ends the walk.
@@ -80,10 +98,17 @@ class Reader {
           return perInterface(v, doc.vrrpConfig, [&](Value& vrs, StateDocument::VrConfigs& out) {
             perVirtualRouter(vrs, out, [&](Value& c, auto& config) { vrConfig(c, config); });
           });
-        default:
+        case 3:
           return perInterface(v, doc.vrrpStatus, [&](Value& vrs, StateDocument::VrStatuses& out) {
             perVirtualRouter(vrs, out, [&](Value& s, auto& status) { vrStatus(s, status); });
           });
+        case 4:
+          return perInterface(
+              v, doc.vrrpStatusV6, [&](Value& vrs, StateDocument::VrStatusesV6& out) {
+                perVirtualRouter(vrs, out, [&](Value& s, auto& status) { vrStatus(s, status); });
+              });
+        default:
+          return globalStatistics(v, doc.vrrpStatistics);
       }
     });
     in_.finish();
@@ -123,9 +148,9 @@ class Reader {
   // An object of the members `names`, each read by `read(its position in names, value)`. Typos
   // must not pass silently: a member the format does not know is an error. Returns the members
   // seen, bit i for names[i].
-  template <std::size_t N, class F>
-  unsigned members(Value& v, const std::string_view (&names)[N], F&& read) {
-    static_assert(N <= 32);
+  template <class F>
+  unsigned members(Value& v, std::span<const std::string_view> names, F&& read) {
+    const std::size_t N = names.size();
     unsigned seen = 0;
     in_.members(v, [&](std::string_view key, Value value) {
       std::size_t which = 0;
@@ -234,15 +259,23 @@ class Reader {
         case 5:
           c.authKey = String8(in_.string(m));
           break;
-        default:
+        case 6:
           c.advertisementInterval = integer(m, 1, StateDocument::kMaxAdvertisementInterval);
+          break;
+        default:
+          c.acceptMode = in_.boolean(m);
       }
     });
   }
 
-  void vrStatus(Value& v, StateDocument::VirtualRouterStatus& s) {
+  // The IPv4 and the IPv6 status share their members, but for the IPv6 one's own address.
+  template <class Status>
+  void vrStatus(Value& v, Status& s) {
+    constexpr bool v6 = std::is_same_v<Status, StateDocument::VirtualRouterStatusV6>;
+    constexpr std::size_t known = v6 ? std::size(kStatus) : kStatusV4Members;
     U32 trueCount = 0;
-    const unsigned seen = members(v, kStatus, [&](std::size_t which, Value& m) {
+    const auto names = std::span(kStatus).first(known);
+    const unsigned seen = members(v, names, [&](std::size_t which, Value& m) {
       using Routing::Fhrp::FhrpState;
       switch (which) {
         case 0:
@@ -255,7 +288,11 @@ class Reader {
           s.priority = integer(m, 0, StateDocument::kMaxPriority);
           break;
         case 2:
-          s.srcAddr = strep<Lirex::IpAddr>(m);
+          if constexpr (v6) {
+            s.srcAddr = ipv6(in_.string(m));
+          } else {
+            s.srcAddr = strep<Lirex::IpAddr>(m);
+          }
           break;
         case 3:
           s.virtualMacAddr = strep<Lirex::EthAddr>(m);
@@ -266,14 +303,51 @@ class Reader {
         case kIpAddrCount:
           s.ipAddrCount = integer(m, 0, StateDocument::kMaxIpAddrCount);
           break;
-        default:
+        case 6:
           upSince(m, s.upSince);
+          break;
+        case 7:
+          statistics(m, s.statistics);
+          break;
+        default:
+          if constexpr (v6) s.primaryAddr = ipv6(in_.string(m));
       }
     });
     for (std::size_t i = 0; i < kStatusRequired; ++i) {
       if (!(seen & 1u << i)) missing(kStatus[i]);
     }
     if (!(seen & 1u << kIpAddrCount)) s.ipAddrCount = trueCount;
+  }
+
+  Lirex::InetAddr ipv6(std::string_view text) {
+    const auto addr = strep<Lirex::InetAddr>(text);
+    if (!addr.isV6()) fail("expected an IPv6 address, got " + Json::quote(text));
+    return addr;
+  }
+
+  void statistics(Value& v, StateDocument::RouterStatistics& s) {
+    U64* counters[] = {&s.advertisementsRcvd, &s.advIntervalErrors,   &s.ipTtlErrors,
+                       &s.versionErrors,      &s.checksumErrors,      &s.priZeroPktsRcvd,
+                       &s.priZeroPktsSent,    &s.invalidTypePktsRcvd, &s.addressListErrors,
+                       &s.packetLengthErrors};
+    members(v, kStatistics, [&](std::size_t which, Value& m) {
+      if (which < std::size(counters)) {
+        *counters[which] = in_.counter(m);
+      } else {
+        s.masterPriority = integer(m, 0, StateDocument::kMaxPriority);
+      }
+    });
+  }
+
+  void globalStatistics(Value& v, StateDocument::GlobalStatistics& s) {
+    U64* counters[] = {&s.checksumErrors, &s.versionErrors, &s.vrIdErrors};
+    members(v, kGlobalStatistics, [&](std::size_t which, Value& m) {
+      if (which < std::size(counters)) {
+        *counters[which] = in_.counter(m);
+      } else {
+        s.refreshRate = integer(m, 0, 0xffffffffu);
+      }
+    });
   }
 
   void upSince(Value& v, double& out) {
@@ -286,10 +360,18 @@ class Reader {
   }
 
   // Returns how many addresses are true.
-  U32 ipAddrs(Value& v, std::map<Lirex::IpAddr, bool>& out) {
+  template <class Addr>
+  U32 ipAddrs(Value& v, std::map<Addr, bool>& out) {
     U32 trueCount = 0;
     keyed(
-        v, out, [&](std::string_view name) { return strep<Lirex::IpAddr>(name); },
+        v, out,
+        [&](std::string_view name) {
+          if constexpr (std::is_same_v<Addr, Lirex::InetAddr>) {
+            return ipv6(name);
+          } else {
+            return strep<Addr>(name);
+          }
+        },
         [&](Value& b, auto& entry) {
           entry.second = in_.boolean(b);
           trueCount += entry.second ? 1 : 0;

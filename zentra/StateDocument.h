@@ -1,5 +1,7 @@
 #pragma once
 // The state document (format 1) as plain values, and the reader that turns JSON text into it.
+// Version 3 routers, their IPv6 status and the statistics came later as optional members and
+// sections: a document without them means what it always meant.
 //
 // Reading is all or nothing: any fault in the text, the JSON or the values raises
 // StateDocumentError naming the JSON path and the reason, and nothing of the document is kept.
@@ -12,6 +14,7 @@
 #include "kiv/Exception.h"
 #include "kiv/Types.h"
 #include "lirex/EthAddr.h"
+#include "lirex/InetAddr.h"
 #include "lirex/IntfId.h"
 #include "lirex/IpAddr.h"
 #include "lirex/IpAddrWithMask.h"
@@ -49,10 +52,28 @@ struct StateDocument {
     Lirex::VrrpAuthType authType = Lirex::VrrpAuthType::noAuthentication;
     Kiv::String8 authKey;
     U32 advertisementInterval = 100;
+    bool acceptMode = false;
     bool operator==(const VirtualRouterConfig&) const = default;
   };
 
-  // One Routing::Fhrp::VirtualRouterStatusV4; only ipAddrCount and upSince are optional.
+  // The counters of one router and family (platform/Fhrp/VrrpStatistics.h); all optional.
+  struct RouterStatistics {
+    U64 advertisementsRcvd = 0;
+    U64 advIntervalErrors = 0;
+    U64 ipTtlErrors = 0;
+    U64 versionErrors = 0;
+    U64 checksumErrors = 0;
+    U64 priZeroPktsRcvd = 0;
+    U64 priZeroPktsSent = 0;
+    U64 invalidTypePktsRcvd = 0;
+    U64 addressListErrors = 0;
+    U64 packetLengthErrors = 0;
+    U32 masterPriority = 0;
+    bool operator==(const RouterStatistics&) const = default;
+  };
+
+  // One Routing::Fhrp::VirtualRouterStatusV4; only ipAddrCount, upSince and statistics are
+  // optional.
   struct VirtualRouterStatus {
     Routing::Fhrp::FhrpState state = Routing::Fhrp::FhrpState::initialize;
     U32 priority = 0;
@@ -61,16 +82,44 @@ struct StateDocument {
     std::map<Lirex::IpAddr, bool> ipAddrs;
     U32 ipAddrCount = 0;  // when absent: the number of true entries of ipAddrs
     double upSince = 0.0;
+    RouterStatistics statistics;
     bool operator==(const VirtualRouterStatus&) const = default;
+  };
+
+  // One Routing::Fhrp::VirtualRouterStatusV6; as the IPv4 status, with IPv6 addresses and the
+  // router's own link-local address (primaryAddr, optional).
+  struct VirtualRouterStatusV6 {
+    Routing::Fhrp::FhrpState state = Routing::Fhrp::FhrpState::initialize;
+    U32 priority = 0;
+    Lirex::InetAddr srcAddr = Lirex::InetAddr::zero(Lirex::AddrFamily::ipv6);
+    Lirex::InetAddr primaryAddr = Lirex::InetAddr::zero(Lirex::AddrFamily::ipv6);
+    Lirex::EthAddr virtualMacAddr;
+    std::map<Lirex::InetAddr, bool> ipAddrs;
+    U32 ipAddrCount = 0;  // when absent: the number of true entries of ipAddrs
+    double upSince = 0.0;
+    RouterStatistics statistics;
+    bool operator==(const VirtualRouterStatusV6&) const = default;
+  };
+
+  // Routing::Fhrp::VrrpGlobalStatistics; every member optional.
+  struct GlobalStatistics {
+    U64 checksumErrors = 0;
+    U64 versionErrors = 0;
+    U64 vrIdErrors = 0;
+    U32 refreshRate = 0;  // milliseconds
+    bool operator==(const GlobalStatistics&) const = default;
   };
 
   using VrConfigs = std::map<Routing::Fhrp::VrId, VirtualRouterConfig>;
   using VrStatuses = std::map<Routing::Fhrp::VrId, VirtualRouterStatus>;
+  using VrStatusesV6 = std::map<Routing::Fhrp::VrId, VirtualRouterStatusV6>;
 
   std::map<Lirex::IntfId, U32> interfaces;  // ifIndex of each interface
   std::map<Lirex::IntfId, Lirex::IpAddrWithMask> ip;
   std::map<Lirex::IntfId, VrConfigs> vrrpConfig;  // an empty map is an interface without VRs
   std::map<Lirex::IntfId, VrStatuses> vrrpStatus;
+  std::map<Lirex::IntfId, VrStatusesV6> vrrpStatusV6;
+  GlobalStatistics vrrpStatistics;
 
   bool operator==(const StateDocument&) const = default;
 };

@@ -94,6 +94,7 @@ void fillVrConfig(Routing::Fhrp::VrrpVirtualRouterConfig& r,
   setAttr(r, &R::authType, &R::authTypeIs, c.authType, s);
   setAttr(r, &R::authKey, &R::authKeyIs, c.authKey, s);
   setAttr(r, &R::advertisementInterval, &R::advertisementIntervalIs, c.advertisementInterval, s);
+  setAttr(r, &R::acceptMode, &R::acceptModeIs, c.acceptMode, s);
 }
 
 void fillIntfConfig(Routing::Fhrp::VrrpIntfConfig& r, const StateDocument::VrConfigs& vrs,
@@ -103,20 +104,36 @@ void fillIntfConfig(Routing::Fhrp::VrrpIntfConfig& r, const StateDocument::VrCon
       [&r](VrId id, const auto& vr) { r.virtualRouterConfigIs(id, vr); }, fillVrConfig, s);
 }
 
-void fillVrStatus(Routing::Fhrp::VirtualRouterStatusV4& r,
-                  const StateDocument::VirtualRouterStatus& st, PublishSummary& s) {
-  using R = Routing::Fhrp::VirtualRouterStatusV4;
+// Both status records carry the same counters.
+template <class R>
+void fillStatistics(R& r, const StateDocument::RouterStatistics& st, PublishSummary& s) {
+  setAttr(r, &R::advertisementsRcvd, &R::advertisementsRcvdIs, st.advertisementsRcvd, s);
+  setAttr(r, &R::advIntervalErrors, &R::advIntervalErrorsIs, st.advIntervalErrors, s);
+  setAttr(r, &R::ipTtlErrors, &R::ipTtlErrorsIs, st.ipTtlErrors, s);
+  setAttr(r, &R::versionErrors, &R::versionErrorsIs, st.versionErrors, s);
+  setAttr(r, &R::checksumErrors, &R::checksumErrorsIs, st.checksumErrors, s);
+  setAttr(r, &R::priZeroPktsRcvd, &R::priZeroPktsRcvdIs, st.priZeroPktsRcvd, s);
+  setAttr(r, &R::priZeroPktsSent, &R::priZeroPktsSentIs, st.priZeroPktsSent, s);
+  setAttr(r, &R::invalidTypePktsRcvd, &R::invalidTypePktsRcvdIs, st.invalidTypePktsRcvd, s);
+  setAttr(r, &R::addressListErrors, &R::addressListErrorsIs, st.addressListErrors, s);
+  setAttr(r, &R::packetLengthErrors, &R::packetLengthErrorsIs, st.packetLengthErrors, s);
+  setAttr(r, &R::masterPriority, &R::masterPriorityIs, st.masterPriority, s);
+}
+
+// The IPv4 and the IPv6 status alike; `extra` sets what only one of them has.
+template <class R, class W, class Extra>
+void fillVrStatusOf(R& r, const W& st, PublishSummary& s, Extra extra) {
   for (const auto& [addr, up] : st.ipAddrs) {
     const auto it = r.ipAddrs().find(addr);
     if (it != r.ipAddrs().end() && it->second == up) continue;
     r.ipAddrsIs(addr, up);
     ++s.attributesChanged;
   }
-  std::vector<Lirex::IpAddr> gone;
+  std::vector<typename decltype(W::ipAddrs)::key_type> gone;
   for (const auto& [addr, up] : r.ipAddrs()) {
     if (!st.ipAddrs.contains(addr)) gone.push_back(addr);
   }
-  for (const Lirex::IpAddr& addr : gone) {
+  for (const auto& addr : gone) {
     r.ipAddrsDel(addr);
     ++s.attributesChanged;
   }
@@ -125,7 +142,32 @@ void fillVrStatus(Routing::Fhrp::VirtualRouterStatusV4& r,
   setAttr(r, &R::srcAddr, &R::srcAddrIs, st.srcAddr, s);
   setAttr(r, &R::virtualMacAddr, &R::virtualMacAddrIs, st.virtualMacAddr, s);
   setAttr(r, &R::upSince, &R::upSinceIs, st.upSince, s);
+  extra(r, st, s);
+  fillStatistics(r, st.statistics, s);
+  // Last: reactors on the state read everything else current.
   setAttr(r, &R::state, &R::stateIs, st.state, s);
+}
+
+void fillVrStatus(Routing::Fhrp::VirtualRouterStatusV4& r,
+                  const StateDocument::VirtualRouterStatus& st, PublishSummary& s) {
+  fillVrStatusOf(r, st, s, [](auto&, const auto&, PublishSummary&) {});
+}
+
+void fillVrStatusV6(Routing::Fhrp::VirtualRouterStatusV6& r,
+                    const StateDocument::VirtualRouterStatusV6& st, PublishSummary& s) {
+  using R = Routing::Fhrp::VirtualRouterStatusV6;
+  fillVrStatusOf(r, st, s, [](R& r, const auto& st, PublishSummary& s) {
+    setAttr(r, &R::primaryAddr, &R::primaryAddrIs, st.primaryAddr, s);
+  });
+}
+
+void fillGlobalStatistics(Routing::Fhrp::VrrpGlobalStatistics& r,
+                          const StateDocument::GlobalStatistics& st, PublishSummary& s) {
+  using R = Routing::Fhrp::VrrpGlobalStatistics;
+  setAttr(r, &R::checksumErrors, &R::checksumErrorsIs, st.checksumErrors, s);
+  setAttr(r, &R::versionErrors, &R::versionErrorsIs, st.versionErrors, s);
+  setAttr(r, &R::vrIdErrors, &R::vrIdErrorsIs, st.vrIdErrors, s);
+  setAttr(r, &R::refreshRate, &R::refreshRateIs, st.refreshRate, s);
 }
 
 void fillIntfVrStatus(Routing::Fhrp::VirtualRouterIntfStatusV4& r,
@@ -134,27 +176,18 @@ void fillIntfVrStatus(Routing::Fhrp::VirtualRouterIntfStatusV4& r,
       r.vrStatus(), vrs, [&r](VrId id, const auto& vr) { r.vrStatusIs(id, vr); }, fillVrStatus, s);
 }
 
-}  // namespace
+void fillIntfVrStatusV6(Routing::Fhrp::VirtualRouterIntfStatusV6& r,
+                        const StateDocument::VrStatusesV6& vrs, PublishSummary& s) {
+  addOrUpdate(
+      r.vrStatus(), vrs, [&r](VrId id, const auto& vr) { r.vrStatusIs(id, vr); }, fillVrStatusV6,
+      s);
+}
 
-StatePublisher::StatePublisher(const StateTree& tree)
-    : allIntfStatus_(tree.allIntfStatus()),
-      ipStatus_(tree.ipStatus()),
-      vrrpConfig_(tree.vrrpConfig()),
-      vrrpStatus_(tree.vrrpStatus()) {}
-
-PublishSummary StatePublisher::apply(const StateDocument& doc, std::string_view source) {
-  PublishSummary s;
-  auto& intfs = *allIntfStatus_;
-  auto& ips = *ipStatus_;
-  auto& configs = *vrrpConfig_;
-  auto& statuses = *vrrpStatus_;
-
-  // The mirroring machines read an interface's status (its ifIndex keys the rows) only when
-  // they create a virtual router's machine, so no machine may be built on a status that is
-  // about to change or go. Where an interface's status comes, goes or changes its ifIndex, its
-  // VRRP status is withdrawn first, which retires its machines and rows; the VRRP status
-  // published below builds them again on the interface as it now is. A status that goes while
-  // the document keeps VRRP status on its interface goes right away, not last.
+// An interface whose status comes, goes or changes its ifIndex: its routers' status of one
+// family is withdrawn before anything else changes (see apply()).
+template <class Statuses>
+void withdrawMoved(Statuses& statuses, const Interface::AllIntfStatusDir& intfs,
+                   const StateDocument& doc, PublishSummary& s) {
   std::vector<Lirex::IntfId> moved;
   for (const auto& [id, unused] : statuses.vrIntfStatus()) {
     const auto have = intfs.intfStatus().find(id);
@@ -168,12 +201,55 @@ PublishSummary StatePublisher::apply(const StateDocument& doc, std::string_view 
     s.recordsRemoved += 1 + (record ? record->vrStatus().size() : 0);
     statuses.vrIntfStatusDel(id);
   }
-  for (const auto& [id, unused] : doc.vrrpStatus) {
+}
+
+// Removes the routers and interfaces of one family's status that the document lacks.
+template <class Statuses, class Wanted>
+void removeMissingStatus(Statuses& statuses, const Wanted& want, PublishSummary& s) {
+  forEachKept(statuses.vrIntfStatus(), want, [&](auto& r, const auto& vrs) {
+    removeMissing(
+        r.vrStatus(), vrs, [&r](VrId id) { r.vrStatusDel(id); },
+        [](const auto&) { return std::size_t{0}; }, s);
+  });
+  removeMissing(
+      statuses.vrIntfStatus(), want, [&](const Lirex::IntfId& id) { statuses.vrIntfStatusDel(id); },
+      [](const auto& r) { return r.vrStatus().size(); }, s);
+}
+
+}  // namespace
+
+StatePublisher::StatePublisher(const StateTree& tree)
+    : allIntfStatus_(tree.allIntfStatus()),
+      ipStatus_(tree.ipStatus()),
+      vrrpConfig_(tree.vrrpConfig()),
+      vrrpStatus_(tree.vrrpStatus()),
+      vrrpStatusV6_(tree.vrrpStatusV6()),
+      vrrpStatistics_(tree.vrrpStatistics()) {}
+
+PublishSummary StatePublisher::apply(const StateDocument& doc, std::string_view source) {
+  PublishSummary s;
+  auto& intfs = *allIntfStatus_;
+  auto& ips = *ipStatus_;
+  auto& configs = *vrrpConfig_;
+  auto& statuses = *vrrpStatus_;
+
+  // The mirroring machines read an interface's status (its ifIndex keys the rows) only when
+  // they create a virtual router's machine, so no machine may be built on a status that is
+  // about to change or go. Where an interface's status comes, goes or changes its ifIndex, its
+  // VRRP status of both families is withdrawn first, which retires its machines and rows; the
+  // VRRP status published below builds them again on the interface as it now is. A status that
+  // goes while the document keeps VRRP status on its interface goes right away, not last.
+  auto& statusesV6 = *vrrpStatusV6_;
+  withdrawMoved(statuses, intfs, doc, s);
+  withdrawMoved(statusesV6, intfs, doc, s);
+  const auto dropStatusOf = [&](const Lirex::IntfId& id) {
     if (intfs.intfStatus().contains(id) && !doc.interfaces.contains(id)) {
       intfs.intfStatusDel(id);
       ++s.recordsRemoved;
     }
-  }
+  };
+  for (const auto& [id, unused] : doc.vrrpStatus) dropStatusOf(id);
+  for (const auto& [id, unused] : doc.vrrpStatusV6) dropStatusOf(id);
 
   addOrUpdate(
       intfs.intfStatus(), doc.interfaces,
@@ -191,16 +267,14 @@ PublishSummary StatePublisher::apply(const StateDocument& doc, std::string_view 
       statuses.vrIntfStatus(), doc.vrrpStatus,
       [&](const Lirex::IntfId& id, const auto& r) { statuses.vrIntfStatusIs(id, r); },
       fillIntfVrStatus, s);
+  addOrUpdate(
+      statusesV6.vrIntfStatus(), doc.vrrpStatusV6,
+      [&](const Lirex::IntfId& id, const auto& r) { statusesV6.vrIntfStatusIs(id, r); },
+      fillIntfVrStatusV6, s);
+  fillGlobalStatistics(*vrrpStatistics_, doc.vrrpStatistics, s);
 
-  forEachKept(statuses.vrIntfStatus(), doc.vrrpStatus, [&](auto& r, const auto& vrs) {
-    removeMissing(
-        r.vrStatus(), vrs, [&r](VrId id) { r.vrStatusDel(id); },
-        leaf<Routing::Fhrp::VirtualRouterStatusV4>, s);
-  });
-  removeMissing(
-      statuses.vrIntfStatus(), doc.vrrpStatus,
-      [&](const Lirex::IntfId& id) { statuses.vrIntfStatusDel(id); },
-      [](const Routing::Fhrp::VirtualRouterIntfStatusV4& r) { return r.vrStatus().size(); }, s);
+  removeMissingStatus(statusesV6, doc.vrrpStatusV6, s);
+  removeMissingStatus(statuses, doc.vrrpStatus, s);
   forEachKept(configs.vrrpIntfConfig(), doc.vrrpConfig, [&](auto& r, const auto& vrs) {
     removeMissing(
         r.virtualRouterConfig(), vrs, [&r](VrId id) { r.virtualRouterConfigDel(id); },

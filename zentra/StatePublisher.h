@@ -6,10 +6,11 @@
 // that is already in place notifies nobody. Records whose key stays are updated in place.
 //
 // Order matters to the mirroring machines: interfaces and addresses come first, then VRRP
-// configuration, then VRRP status, so that a virtual router finds its interface when it
-// appears; removals run the other way round. A new record is filled completely before it is
-// inserted, so no reactor ever sees it half made. Within one virtual router's status the state
-// is set last: reactors on it then read the router's other attributes already current.
+// configuration, then VRRP status (IPv4, then IPv6), then the statistics, so that a virtual router
+// finds its interface when it appears; removals run the other way round. A new record is filled
+// completely before it is inserted, so no reactor ever sees it half made. Within one virtual
+// router's status the state is set last: reactors on it then read the router's other attributes
+// already current.
 //
 // The machines read an interface's ifIndex only when they build a router's machine, so an
 // interface whose status comes, goes or changes its ifIndex has its VRRP status withdrawn before
@@ -51,6 +52,8 @@ class StatePublisher {
   Kiv::Ptr<Ip::Status> ipStatus_;
   Kiv::Ptr<Routing::Fhrp::VrrpConfig> vrrpConfig_;
   Kiv::Ptr<Routing::Fhrp::StatusV4> vrrpStatus_;
+  Kiv::Ptr<Routing::Fhrp::StatusV6> vrrpStatusV6_;
+  Kiv::Ptr<Routing::Fhrp::VrrpGlobalStatistics> vrrpStatistics_;
 };
 
 }  // namespace Zentra

@@ -15,7 +15,8 @@ namespace Routing::Fhrp {
   ATTR(Interface::IntfEnabledState, adminState, AdminState, Interface::IntfEnabledState::enabled) \
   ATTR(Lirex::VrrpAuthType, authType, AuthType, Lirex::VrrpAuthType::noAuthentication)            \
   ATTR(Kiv::String8, authKey, AuthKey, "")                                                        \
-  ATTR(U32, advertisementInterval, AdvertisementInterval, 100) /* hundredths of a second */
+  ATTR(U32, advertisementInterval, AdvertisementInterval, 100) /* hundredths of a second */       \
+  ATTR(bool, acceptMode, AcceptMode, false) /* VRRPv3; IPv6 only, IPv4 routers never accept */
 
 class VrrpVirtualRouterConfig : public Kiv::NotifierBase {
   KIV_RECORD(VrrpVirtualRouterConfig, VrId, vrId, FHRP_VRRP_VIRTUAL_ROUTER_CONFIG_ATTRS)

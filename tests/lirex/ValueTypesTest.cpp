@@ -5,6 +5,7 @@
 
 #include "kiv/Exception.h"
 #include "lirex/EthAddr.h"
+#include "lirex/InetAddr.h"
 #include "lirex/IntfId.h"
 #include "lirex/IpAddrWithMask.h"
 #include "lirex/VrrpAuthType.h"
@@ -59,6 +60,25 @@ TEST(IpAddrWithMaskTest, TextFormOrderAndLimits) {
                     {{"192.0.2.2", "expected '/' and a prefix length"},
                      {"192.0.2.2/33", "prefix length '33' is out of range 0..32"},
                      {"192.0.2.2/24/1", "more than one '/'"}});
+}
+
+TEST(InetAddrTest, TextFormFamilyOrderAndErrors) {
+  expectRoundTrips<InetAddr>(
+      {"192.0.2.1", "0.0.0.0", "2001:db8::1", "fe80::200:5eff:fe00:207", "::", "ff02::12"});
+  const InetAddr v6 = strepToValue<InetAddr>("2001:DB8:0:0:0:0:0:1");
+  EXPECT_EQ(valueToStrep(v6), "2001:db8::1");
+  EXPECT_EQ(v6.size(), 16u);
+  EXPECT_EQ(InetAddr(IpAddr(192, 0, 2, 1)).size(), 4u);
+  EXPECT_TRUE(strepToValue<InetAddr>("fe80::1").isLinkLocal());
+  EXPECT_FALSE(v6.isLinkLocal());
+  // Every IPv4 address before every IPv6 one, as their index encodings order.
+  EXPECT_LT(InetAddr(IpAddr(255, 255, 255, 255)), InetAddr::zero(AddrFamily::ipv6));
+  EXPECT_LT(strepToValue<InetAddr>("2001:db8::1"), strepToValue<InetAddr>("2001:db8::100"));
+  EXPECT_NE(InetAddr(), InetAddr::zero(AddrFamily::ipv6));
+  expectRejected<InetAddr>([](const String8& t) { return "bad IPv6 address '" + t + "'"; },
+                           {{"2001:db8::1::2", ""}, {"2001:db8::g", ""}, {":", ""}});
+  EXPECT_THROW(strepToValue<InetAddr>("192.0.2"), RangeException);
+  EXPECT_EQ(parseAt<InetAddr>(" fe80::1, x", ','), strepToValue<InetAddr>("fe80::1"));
 }
 
 TEST(EthAddrTest, TextFormAndOrder) {

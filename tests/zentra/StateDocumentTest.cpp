@@ -45,6 +45,28 @@ struct ErrorCase {
   std::string path, reason;
 };
 
+// Version 3 routers: the IPv6 status, the counters and the accept mode, all optional.
+TEST(StateDocument, ReadsTheVersion3Members) {
+  const StateDocument doc = parseStateDocument(R"({
+    "vrrpConfig": {"e1": {"7": {"version": 3, "acceptMode": true}}},
+    "vrrpStatus": {"e1": {"7": {"state": "backup", "priority": 100, "srcAddr": "192.0.2.3",
+      "virtualMacAddr": "00:00:5e:00:01:07", "ipAddrs": {},
+      "statistics": {"advertisementsRcvd": 18446744073709551615, "masterPriority": 120}}}},
+    "vrrpStatusV6": {"e1": {"7": {"state": "master", "priority": 100, "srcAddr": "::",
+      "primaryAddr": "fe80::1", "virtualMacAddr": "00:00:5e:00:02:07",
+      "ipAddrs": {"2001:db8::1": true, "2001:db8::2": false}, "statistics": {"ipTtlErrors": 3}}}},
+    "vrrpStatistics": {"vrIdErrors": 2, "refreshRate": 1000}})");
+  const Lirex::IntfId e1("e1");
+  EXPECT_TRUE(doc.vrrpConfig.at(e1).at(7).acceptMode);
+  EXPECT_EQ(doc.vrrpStatus.at(e1).at(7).statistics.advertisementsRcvd, ~U64{0});
+  EXPECT_EQ(doc.vrrpStatus.at(e1).at(7).statistics.masterPriority, 120u);
+  const auto& v6 = doc.vrrpStatusV6.at(e1).at(7);
+  EXPECT_EQ(v6.primaryAddr, Lirex::strepToValue<Lirex::InetAddr>("fe80::1"));
+  EXPECT_EQ(v6.ipAddrCount, 1u);
+  EXPECT_EQ(v6.statistics.ipTtlErrors, 3u);
+  EXPECT_EQ(doc.vrrpStatistics, (StateDocument::GlobalStatistics{0, 0, 2, 1000}));
+}
+
 // Faults in the text say where they are, also when the reader has met a wrong value first.
 TEST(JsonSyntax, ErrorsSayWhereAndWhy) {
   const std::string misplaced =
@@ -119,11 +141,11 @@ TEST(StateDocument, ReadsEveryMemberDefaultsTheAbsentOnesAndRefusesEveryTruncati
   // ipAddrCount, when absent, is the number of true entries.
   auto& master = expected.vrrpStatus[eth1][5];
   master = {FhrpState::master, 255, IpAddr(192, 0, 2, 2), mac("00:00:5e:00:01:05"), {}, 2,
-            1763760000.25};
+            1763760000.25,     {}};
   master.ipAddrs = {
       {IpAddr(192, 0, 2, 1), true}, {IpAddr(192, 0, 2, 9), false}, {IpAddr(192, 0, 2, 10), true}};
   expected.vrrpStatus[eth1][1] = {
-      FhrpState::backup, 0, IpAddr(192, 0, 2, 3), mac("00:00:5e:00:01:01"), {}, 7, 0.0};
+      FhrpState::backup, 0, IpAddr(192, 0, 2, 3), mac("00:00:5e:00:01:01"), {}, 7, 0.0, {}};
   EXPECT_EQ(doc, expected);
   for (std::size_t length = 0; length < kDocument.size(); ++length) {
     const StateDocumentError error = documentError(std::string_view(kDocument).substr(0, length));
@@ -149,8 +171,8 @@ TEST(StateDocument, EveryRejectionNamesThePathAndTheReason) {
   for (int i = 1; i < 256; ++i) addrs += R"(, "10.0.0.)" + std::to_string(i) + R"(": true)";
   const std::pair<std::string, std::string> cases[] = {
       {R"({"vrrpStatuss": {}})",
-       R"($.vrrpStatuss: unknown member "vrrpStatuss" (expected interfaces, ip, vrrpConfig or )"
-       R"(vrrpStatus))"},
+       R"($.vrrpStatuss: unknown member "vrrpStatuss" (expected interfaces, ip, vrrpConfig, )"
+       R"(vrrpStatus, vrrpStatusV6 or vrrpStatistics))"},
       {R"({"interfaces": {"e1": {"ifIndex": "1"}}})",
        "$.interfaces.e1.ifIndex: expected an integer, got a string"},
       {R"({"interfaces": {"e1": {"ifIndex": 2147483648}}})",
@@ -168,6 +190,15 @@ TEST(StateDocument, EveryRejectionNamesThePathAndTheReason) {
        R"(["5"].ipAddrs["1.2.3.05"]: bad IPv4 address '1.2.3.05': octet '05' has a leading )"},
       {status(R"("ipAddrs": {)" + addrs + "}"),
        "256 addresses are true, more than the 255 a virtual router can have"},
+      {status(R"("primaryAddr": "fe80::1")"),
+       R"(["5"].primaryAddr: unknown member "primaryAddr" (expected state, priority, srcAddr, )"},
+      {status(R"("statistics": {"ipTtlErrors": -1})"),
+       R"(.ipTtlErrors: expected a counter (an integer 0..18446744073709551615), got -1)"},
+      {R"({"vrrpStatusV6": {"e1": {"7": {"srcAddr": "192.0.2.1"}}}})",
+       R"($.vrrpStatusV6.e1["7"].srcAddr: expected an IPv6 address, got "192.0.2.1")"},
+      {R"({"vrrpStatistics": {"vrIdErrors": 1.5}})",
+       "$.vrrpStatistics.vrIdErrors: expected a counter (an integer 0..18446744073709551615), "
+       "got 1.5"},
       {status(R"("upSince": -1.5)"),
        R"(["5"].upSince: -1.5 is not a time (expected seconds since the epoch, or 0))"},
   };

@@ -57,6 +57,9 @@ SPY(StatusSpy, Routing::Fhrp::StatusV4, FHRP_STATUS_V4_ATTRS)
 SPY(IntfStatusSpy, Routing::Fhrp::VirtualRouterIntfStatusV4,
     FHRP_VIRTUAL_ROUTER_INTF_STATUS_V4_ATTRS)
 SPY(VrStatusSpy, Routing::Fhrp::VirtualRouterStatusV4, FHRP_VIRTUAL_ROUTER_STATUS_V4_ATTRS)
+SPY(StatusV6Spy, Routing::Fhrp::StatusV6, FHRP_STATUS_V6_ATTRS)
+SPY(VrStatusV6Spy, Routing::Fhrp::VirtualRouterStatusV6, FHRP_VIRTUAL_ROUTER_STATUS_V6_ATTRS)
+SPY(GlobalSpy, Routing::Fhrp::VrrpGlobalStatistics, FHRP_VRRP_GLOBAL_STATISTICS_ATTRS)
 
 const char* const kBase = R"({
   "interfaces": { "Ethernet1": { "ifIndex": 1 } },
@@ -143,6 +146,31 @@ TEST_F(StatePublisherTest, ChangesFireOnlyTheChangedAttributesInPlace) {
             (Log{"vrrpConfig[Ethernet1][5].preempt", "vrrpConfig[Ethernet1][5].authKey",
                  "vrrpStatus[Ethernet1][6].priority", "vrrpStatus[Ethernet1][6].virtualMacAddr",
                  "vrrpStatus[Ethernet1][6].upSince", "vrrpStatus[Ethernet1][6].state"}));
+}
+
+// The IPv6 status comes after the IPv4 status and goes before it; its counters change in place
+// before its state; an interface that changes its ifIndex has its IPv6 status withdrawn too.
+TEST_F(StatePublisherTest, Version3StatusAndStatistics) {
+  publisher.apply(doc);
+  spy<StatusV6Spy>(tree.vrrpStatusV6(), "v6.");
+  spy<GlobalSpy>(tree.vrrpStatistics(), "global.");
+  auto& v6 = doc.vrrpStatusV6[kEth1][5];
+  v6.primaryAddr = Lirex::strepToValue<Lirex::InetAddr>("fe80::1");
+  v6.ipAddrs[Lirex::strepToValue<Lirex::InetAddr>("2001:db8::1")] = true;
+  doc.vrrpStatistics.vrIdErrors = 4;
+  EXPECT_EQ(publisher.apply(doc), (PublishSummary{2, 0, 1}));
+  const auto record = tree.vrrpStatusV6()->vrIntfStatus(kEth1)->vrStatus(5);
+  EXPECT_EQ(record->primaryAddr(), v6.primaryAddr);
+  EXPECT_EQ(record->ipAddrs().size(), 1u);
+  spy<VrStatusV6Spy>(record, "v6[5].");
+  v6.statistics.ipTtlErrors = 2;
+  v6.state = FhrpState::master;
+  EXPECT_EQ(publisher.apply(doc), (PublishSummary{0, 0, 2}));
+  doc.interfaces[kEth1] = 9;
+  publisher.apply(doc);
+  EXPECT_EQ(log, (Log{"v6.vrIntfStatus[Ethernet1]", "global.vrIdErrors", "v6[5].ipTtlErrors",
+                      "v6[5].state", "v6.vrIntfStatus[Ethernet1]", "v6.vrIntfStatus[Ethernet1]"}));
+  EXPECT_EQ(publisher.apply(StateDocument{}), (PublishSummary{0, 10, 1}));
 }
 
 }  // namespace
