@@ -36,9 +36,9 @@ KINDS = {
     "unicast": [advert("192.0.2.66", 10, 255, dst=HERE)],
     "checksum": [advert("192.0.2.66", 10, 255, bad_checksum=True)],
     "foreign": [advert(OUTSIDER, 10, 255), advert(OUTSIDER, 42, 255)],
-    # Accepted ones that move router 10's master with every packet: the rate of changes told.
-    "moving": [advert("192.0.2.66", 10, 250), advert("192.0.2.66", 10, 0),
-               advert("192.0.2.67", 10, 250), advert("192.0.2.67", 10, 0)],
+    # Accepted ones from 8 routers of the subnet that take router 10 and resign in turn: every
+    # packet moves its master.
+    "moving": [advert(f"192.0.2.{a}", 10, p) for a in range(66, 74) for p in (250, 0)],
 }
 
 

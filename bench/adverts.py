@@ -4,7 +4,7 @@
 `Sources/1: published at` lines) and the answer time of a GET every 50 ms meanwhile, for
 
   forged  wrong TTL, unicast, bad checksum, valid ones from outside the subnet: all dropped;
-  moving  valid ones from two routers of the subnet that take router 10 and resign, in turn:
+  moving  valid ones from 8 routers of the subnet that take router 10 and resign, in turn:
           every packet moves its master.
 
     sudo bench/adverts.py [--seconds 10]
