@@ -50,6 +50,10 @@ void AdvertListener::start() {
   setsockopt(fd, IPPROTO_IP, IP_PKTINFO, &on, sizeof(on));
   fd_ = fd;
   loop_.readFdIs(fd_, "advertisement listener", [this] { read(); });
+  joinParents();
+}
+
+void AdvertListener::joinParents() {
   std::set<U32> indexes;
   for (const auto& [index, subnet] : parents_) indexes.insert(index);
   memberships_.wantedAre(indexes);
@@ -64,10 +68,7 @@ void AdvertListener::interfacesAre(const Parents& parents) {
     });
   }
   parents_ = parents;
-  if (fd_ < 0) return;
-  std::set<U32> indexes;
-  for (const auto& [index, subnet] : parents_) indexes.insert(index);
-  memberships_.wantedAre(indexes);
+  if (fd_ >= 0) joinParents();
 }
 
 AdvertFault AdvertListener::received(U32 ifIndex, std::string_view packet) {
@@ -75,7 +76,8 @@ AdvertFault AdvertListener::received(U32 ifIndex, std::string_view packet) {
   Advert advert;
   AdvertFault fault =
       parent == parents_.end() ? AdvertFault::otherInterface : readAdvert(packet, advert);
-  // Only a router on the link can speak for it; TTL 255 alone is easy to forge from it.
+  // TTL 255 shows that no router forwarded it, not who sent it: a source outside the link's
+  // subnet is no router of this link.
   if (fault == AdvertFault::none && !inSubnet(advert.source, parent->second)) {
     fault = AdvertFault::foreignSource;
   }

@@ -47,6 +47,7 @@ class AdvertListener {
   const std::map<Key, Lirex::IpAddr>& masters() const { return speakers_.masters(); }
 
  private:
+  void joinParents();
   void read();
   void changed();
   void expireAt(double due);
