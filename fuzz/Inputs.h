@@ -31,6 +31,13 @@ void snmpRequest(std::string_view input);
 // vrrpd reported must have its row.
 void vrrpdReply(std::string_view input);
 
+// Packets as the advertisement listener's socket reads them, on three parent interfaces and one
+// not listened to, with a clock that moves between them: each record is a control byte (bits
+// 0-1 the interface, bit 2 "make the VRRP checksum right", bits 3-7 eighths of a second to wait
+// first), a two-byte length and the packet. A master stays inside its parent's subnet, every
+// master falls silent in the end, and changes are told at most once per gap.
+void advert(std::string_view input);
+
 inline std::string_view asText(const std::uint8_t* data, std::size_t size) {
   return {reinterpret_cast<const char*>(data), size};
 }

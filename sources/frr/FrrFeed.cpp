@@ -197,10 +197,12 @@ void FrrFeed::failed(const Kiv::String8& reason) {
 }
 void FrrFeed::publish() {
   inputs_.kernel = kernel_.view();
-  std::set<U32> parents;
+  AdvertListener::Parents parents;  // a parent's subnet is where its adverts may come from
   for (const VrrpdRouter& r : inputs_.routers) {
-    if (auto it = inputs_.kernel.ifIndex.find(r.parent); it != inputs_.kernel.ifIndex.end()) {
-      parents.insert(it->second);
+    auto it = inputs_.kernel.ifIndex.find(r.parent);
+    auto primary = inputs_.kernel.primary.find(r.parent);
+    if (it != inputs_.kernel.ifIndex.end() && primary != inputs_.kernel.primary.end()) {
+      parents[it->second] = primary->second;
     }
   }
   if (listening_) {

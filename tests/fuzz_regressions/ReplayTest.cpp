@@ -59,7 +59,8 @@ TEST_P(Replay, SeedCorpusPasses) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Fuzz, Replay,
-                         testing::Values(Target{"fuzz_keys", FhrpFuzz::keys},
+                         testing::Values(Target{"fuzz_advert", FhrpFuzz::advert},
+                                         Target{"fuzz_keys", FhrpFuzz::keys},
                                          Target{"fuzz_snmp_request", FhrpFuzz::snmpRequest},
                                          Target{"fuzz_state_document", FhrpFuzz::stateDocument},
                                          Target{"fuzz_vrrpd_reply", FhrpFuzz::vrrpdReply}),
