@@ -41,7 +41,7 @@ class Service {
   Zentra::StatePublisher publisher_;
   Kiv::Ptr<Kiv::Entity> model_;
   Kiv::Ptr<Kiv::Entity> agent_;
-  Kiv::Ptr<Kiv::PtrInterface> vrrpv3_;  // the VRRPv3-MIB's mirroring
+  Kiv::Ptr<Kiv::PtrInterface> vrrpv3_;       // the VRRPv3-MIB's mirroring
   std::unique_ptr<Sources::Source> source_;  // after the publisher: it holds a reference to it
 };
 
