@@ -31,5 +31,9 @@ echo "== walk through an AgentX master: bench/walk.sh --agentx"
 bench/walk.sh --agentx "$build"
 
 echo
+echo "== the VRRPv3-MIB against the VRRP-MIB: bench/walk.sh --vrrpv3"
+bench/walk.sh --vrrpv3 "$build"
+
+echo
 echo "== mirror: bench/mirror.sh"
 bench/mirror.sh "$build"

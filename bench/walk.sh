@@ -2,7 +2,16 @@
 # Walk rates of fhrp-snmpd against net-snmp's own table helper (baseline-agent) on the same
 # generated state documents, for N = 16, 256, 4096 and 16384 virtual routers.
 #
-#   bench/walk.sh [--agentx] [BUILD_DIR]   (default build-bench; `make bench` runs both modes)
+#   bench/walk.sh [--agentx | --vrrpv3] [BUILD_DIR]   (default build-bench; `make bench` runs
+#                                                      all three modes)
+#
+# With --vrrpv3 one fhrp-snmpd serves N version 2 and N version 3 routers (gen-state 2N
+# --version3 2; WALK_FAMILY=ipv6 or both gives the version 3 routers IPv6 rows instead or as
+# well), and the walk of vrrpv3OperationsTable is measured against the walk of vrrpOperTable in
+# alternating rounds: microseconds per varbind, wall-clock and agent CPU, v3 / v2 (goal: within
+# 1.2x). Then one GET of up to 25 instances of rows that exist, against one of as many indexes
+# that name no row (the version 2 routers' indexes), for both tables (goal: an absent index
+# within 2x of a present one). Default sizes 16 256 4096.
 #
 # With --agentx each agent runs instead as AgentX subagent of its own Debian snmpd (the way most
 # devices run us), the walks go to the masters, and the table shows the wall time per varbind
@@ -25,13 +34,16 @@
 # WALK_MIN_SECONDS (0.3), WALK_MAX_REPETITIONS (25), WALK_KEEP_TMP=1 keeps the scratch folder.
 set -euo pipefail
 
-agentx=0
+agentx=0 vrrpv3=0
 if [[ ${1:-} == --agentx ]]; then
   agentx=1
   shift
+elif [[ ${1:-} == --vrrpv3 ]]; then
+  vrrpv3=1
+  shift
 fi
 build=${1:-build-bench}
-sizes=${WALK_SIZES:-16 256 4096 16384}
+if ((vrrpv3)); then sizes=${WALK_SIZES:-16 256 4096}; else sizes=${WALK_SIZES:-16 256 4096 16384}; fi
 rounds=${WALK_ROUNDS:-3}
 samples=${WALK_SAMPLES:-3}
 min_seconds=${WALK_MIN_SECONDS:-0.3}
@@ -139,15 +151,18 @@ stop() {
 
 cpu_ns() { cut -d' ' -f1 "/proc/$1/schedstat"; }
 
-# rate PID PORT OID: one walk-rate run against the agent PID; sets $walked (varbinds in one
-# walk), $rated (best varbinds per second) and $cpu_rated (varbinds per second of the agent's
-# CPU time over every walk of the run).
+# rate PID PORT (--oid OID | --get OID...): one walk-rate run against the agent PID; sets
+# $walked (varbinds in one walk), $rated (best varbinds per second), $cpu_rated (varbinds per
+# second of the agent's CPU time over every walk of the run) and $absent (varbinds of a GET
+# that named no instance).
 rate() {
-  local line before after total
-  before=$(cpu_ns "$1")
-  line=$(timeout 600 "$walk_rate" --peer "udp:127.0.0.1:$2" --oid "$3" --max-repetitions "$reps" \
+  local line before after total pid=$1 peer=$2
+  shift 2
+  before=$(cpu_ns "$pid")
+  line=$(timeout 600 "$walk_rate" --peer "udp:127.0.0.1:$peer" "$@" --max-repetitions "$reps" \
     --samples "$samples" --min-seconds "$min_seconds")
-  after=$(cpu_ns "$1")
+  after=$(cpu_ns "$pid")
+  absent=$(sed -E 's/.*absent=([0-9]+).*/\1/' <<<"$line")
   walked=$(sed -E 's/.*[ ^]varbinds=([0-9]+).*/\1/' <<<" $line")
   rated=$(sed -E 's/.*rate=([0-9]+).*/\1/' <<<"$line")
   total=$(sed -E 's/.*total_varbinds=([0-9]+).*/\1/' <<<"$line")
@@ -167,6 +182,160 @@ bulkwalk() {
 
 max() { awk -v a="$1" -v b="$2" 'BEGIN { print (a > b ? a : b) }'; }
 
+ratio() { awk -v a="$1" -v b="$2" 'BEGIN { if (a == "-" || b == "-") print "-"; else printf "%.2f", a / b }'; }
+
+# per_varbind RATE: microseconds per varbind of a rate in varbinds per second.
+per_varbind() { awk -v r="$1" 'BEGIN { if (r == "-" || r == 0) print "-"; else printf "%.2f", 1e6 / r }'; }
+
+# spread K FILE: K lines of FILE, evenly spread from its first to its last.
+spread() { awk -v k="$1" '{ line[NR] = $0 } END {
+  n = (k < NR ? k : NR); for (i = 0; i < n; i++) print line[1 + int(i * (NR - 1) / (n > 1 ? n - 1 : 1))] }' "$2"; }
+
+# instructions PID ARGS...: with the agent PID under callgrind (instrumentation off), one
+# walk-rate run (a first walk and one more) with instrumentation on; sets $per_vb to the
+# instructions per varbind and $walked, $absent as rate does.
+instructions() {
+  local pid=$1 line ir total
+  shift
+  callgrind_control -i on "$pid" >/dev/null 2>&1
+  line=$("$walk_rate" --peer "udp:127.0.0.1:$port" "$@" --samples 1 --min-seconds 0)
+  callgrind_control -i off "$pid" >/dev/null 2>&1
+  callgrind_control --dump=walk "$pid" >/dev/null 2>&1
+  ir=$(awk '/^totals:/ { print $2; exit }' "$(ls -t "$tmp"/callgrind.out.* | head -1)")
+  total=$(sed -E 's/.*total_varbinds=([0-9]+).*/\1/' <<<"$line")
+  walked=$(sed -E 's/.*[ ^]varbinds=([0-9]+).*/\1/' <<<" $line")
+  absent=$(sed -E 's/.*absent=([0-9]+).*/\1/' <<<"$line")
+  per_vb=$(awk -v i="$ir" -v t="$total" 'BEGIN { printf "%.0f", i / t }')
+}
+
+# gets TABLE_COLUMN_OID TYPE INDEX...: walk-rate's arguments to GET the column of each index
+# (ifIndex.vrId), with TYPE appended when given.
+gets() {
+  local column=$1 type=$2 index
+  shift 2
+  for index in "$@"; do printf -- '--get %s.%s%s ' "$column" "$index" "${type:+.$type}"; done
+}
+
+# The --vrrpv3 mode: both MIBs' operations tables of one agent, N rows each. With
+# WALK_CALLGRIND=1 the agent runs under valgrind's callgrind and the tables show instructions
+# per varbind (of the agent, instrumented around each walk or GET only) instead of times.
+vrrpv3_walks() {
+  local family=${WALK_FAMILY:-ipv4} v2=1.3.6.1.2.1.68.1.3 v3=1.3.6.1.2.1.207.1.1.1 n doc kind
+  local callgrind=${WALK_CALLGRIND:-0} program=$ours type=1 round
+  local -A r
+  local -a idx2 idx3 have none
+  ((have_ours)) || { echo "walk.sh: --vrrpv3 needs $ours" >&2; exit 2; }
+  if [[ $family == ipv6 ]]; then type=2; fi
+  if ((callgrind)); then
+    program=$tmp/ours-callgrind
+    printf '#!/bin/sh\nexec valgrind --tool=callgrind --instr-atstart=no --callgrind-out-file=%s %s "$@"\n' \
+      "$tmp/callgrind.out.%p" "$ours" >"$program"
+    chmod +x "$program"
+  fi
+  for n in $sizes; do
+    doc=$tmp/state-v3-$n.json
+    "$gen_state" $((2 * n)) --version3 2 --family "$family" >"$doc"
+    start ours "$program" "$doc"
+    # The instances to GET come from the tool's walks: vrrpOperState (column 3) and
+    # vrrpv3OperationsStatus (column 6) of up to 25 routers of each version. A version 2
+    # router's index names no row of the VRRPv3-MIB and the other way round.
+    bulkwalk "$port" "$v2" "$tmp/v2-$n" >/dev/null
+    bulkwalk "$port" "$v3" "$tmp/v3-$n" >/dev/null
+    sed -nE "s/^\.$v2\.1\.3\.([0-9]+\.[0-9]+) .*/\1/p" "$tmp/v2-$n" >"$tmp/i2"
+    sed -nE "s/^\.$v3\.1\.6\.([0-9]+\.[0-9]+)\.[12] .*/\1/p" "$tmp/v3-$n" | uniq >"$tmp/i3"
+    mapfile -t idx2 < <(spread 25 "$tmp/i2")
+    mapfile -t idx3 < <(spread 25 "$tmp/i3")
+    local -A args=([walk,v2]="--oid $v2" [walk,v3]="--oid $v3"
+      [have,v3]="$(gets "$v3.1.6" "$type" "${idx3[@]}")" [none,v3]="$(gets "$v3.1.6" 1 "${idx2[@]}")"
+      [have,v2]="$(gets "$v2.1.3" "" "${idx2[@]}")" [none,v2]="$(gets "$v2.1.3" "" "${idx3[@]}")")
+    r[$n,v2,k]=${#idx2[@]} r[$n,v3,k]=${#idx3[@]}
+    # Timed, the six measurements alternate round by round, so that other load slows each alike.
+    local what whats=(walk,v2 walk,v3 have,v3 none,v3 have,v2 none,v2) passes=$rounds
+    if ((callgrind)); then passes=1; fi
+    for what in "${whats[@]}"; do r[$n,$what,rate]=0 r[$n,$what,cpurate]=0; done
+    for ((round = 0; round < passes; round++)); do
+      for what in "${whats[@]}"; do
+        if ((callgrind)); then
+          # shellcheck disable=SC2086
+          instructions "$pid" ${args[$what]}
+          r[$n,$what,wall]=- r[$n,$what,cpu]=$per_vb
+        else
+          # shellcheck disable=SC2086
+          rate "$pid" "$port" ${args[$what]}
+          r[$n,$what,rate]=$(max "${r[$n,$what,rate]}" "$rated")
+          r[$n,$what,cpurate]=$(max "${r[$n,$what,cpurate]}" "$cpu_rated")
+          r[$n,$what,wall]=$(per_varbind "${r[$n,$what,rate]}")
+          r[$n,$what,cpu]=$(per_varbind "${r[$n,$what,cpurate]}")
+        fi
+        r[$n,$what,walked]=$walked
+        case $what in
+          have,*) ((absent == 0)) || { echo "walk.sh: $what: $absent instances answered absent" >&2; exit 1; } ;;
+          none,*) ((absent == walked)) || { echo "walk.sh: $what: an absent index answered" >&2; exit 1; } ;;
+        esac
+      done
+    done
+    # walk-rate must count what the tool prints.
+    r[$n,same]=yes
+    [[ $(wc -l <"$tmp/v2-$n") == "${r[$n,walk,v2,walked]}" &&
+      $(wc -l <"$tmp/v3-$n") == "${r[$n,walk,v3,walked]}" ]] || { r[$n,same]=NO; WALK_KEEP_TMP=1; }
+    stop "$pid"
+  done
+
+  local unit="best of $rounds rounds x $samples samples, microseconds per varbind, wall-clock and
+  agent CPU" wall=wall cpu=cpu
+  if ((callgrind)); then unit="instructions per varbind of the agent (callgrind)" wall=- cpu=instr; fi
+  echo
+  echo "vrrpv3OperationsTable ($v3, $family rows) against vrrpOperTable ($v2), one fhrp-snmpd"
+  echo "  serving N rows in each (gen-state 2N --version3 2): GETBULK max-repetitions $reps;"
+  echo "  $unit; ratio = v3 / v2 (goal <= 1.20)"
+  printf '%7s %9s %9s %8s %8s %6s %8s %8s %6s %5s\n' N "v2 vbs" "v3 vbs" "$wall v2" "$wall v3" ratio \
+    "$cpu v2" "$cpu v3" ratio same
+  local worst_wall=0 worst_cpu=0 rw rc
+  for n in $sizes; do
+    rw=$(ratio "${r[$n,walk,v3,wall]}" "${r[$n,walk,v2,wall]}")
+    rc=$(ratio "${r[$n,walk,v3,cpu]}" "${r[$n,walk,v2,cpu]}")
+    printf '%7s %9s %9s %8s %8s %6s %8s %8s %6s %5s\n' "$n" "${r[$n,walk,v2,walked]}" \
+      "${r[$n,walk,v3,walked]}" "${r[$n,walk,v2,wall]}" "${r[$n,walk,v3,wall]}" "$rw" \
+      "${r[$n,walk,v2,cpu]}" "${r[$n,walk,v3,cpu]}" "$rc" "${r[$n,same]}"
+    worst_wall=$(max "$worst_wall" "${rw/-/0}") worst_cpu=$(max "$worst_cpu" "$rc")
+  done
+  for kind in "$wall" "$cpu"; do
+    [[ $kind == - ]] && continue
+    local w=worst_cpu
+    if [[ $kind == wall ]]; then w=worst_wall; fi
+    awk -v r="${!w}" -v k="$kind" 'BEGIN {
+      printf "  %s: highest v3 / v2 = %.2f (goal <= 1.20): %s\n", k, r, (r <= 1.20 ? "met" : "MISSED") }'
+  done
+
+  echo
+  echo "GET of K instances in one request: rows that exist against indexes that name no row;"
+  echo "  $unit; ratio = absent / present (goal <= 2.00)"
+  printf '%7s %-22s %3s %9s %9s %6s %9s %9s %6s\n' N table K "$wall pres" "$wall abs" ratio \
+    "$cpu pres" "$cpu abs" ratio
+  local table last=${sizes##* }
+  for n in $sizes; do
+    for kind in v3 v2; do
+      table=vrrpv3OperationsTable
+      if [[ $kind == v2 ]]; then table=vrrpOperTable; fi
+      rw=$(ratio "${r[$n,none,$kind,wall]}" "${r[$n,have,$kind,wall]}")
+      rc=$(ratio "${r[$n,none,$kind,cpu]}" "${r[$n,have,$kind,cpu]}")
+      printf '%7s %-22s %3s %9s %9s %6s %9s %9s %6s\n' "$n" "$table" "${r[$n,$kind,k]}" \
+        "${r[$n,have,$kind,wall]}" "${r[$n,none,$kind,wall]}" "$rw" "${r[$n,have,$kind,cpu]}" \
+        "${r[$n,none,$kind,cpu]}" "$rc"
+    done
+  done
+  rw=$(ratio "${r[$last,none,v3,wall]}" "${r[$last,have,v3,wall]}")
+  rc=$(ratio "${r[$last,none,v3,cpu]}" "${r[$last,have,v3,cpu]}")
+  awk -v w="${rw/-/0}" -v c="$rc" -v n="$last" -v k="$cpu" 'BEGIN {
+    printf "  vrrpv3OperationsTable at N=%s: absent / present = %.2f (%s)%s (goal <= 2.00): %s\n",
+      n, c, k, (k == "cpu" ? sprintf(", %.2f (wall)", w) : ""), (w <= 2 && c <= 2 ? "met" : "MISSED") }'
+}
+
+if ((vrrpv3)); then
+  vrrpv3_walks
+  exit 0
+fi
+
 tables=("vrrpOperTable 1.3.6.1.2.1.68.1.3" "vrrpAssoIpAddrTable 1.3.6.1.2.1.68.1.4")
 declare -A result
 for n in $sizes; do
@@ -183,12 +352,12 @@ for n in $sizes; do
     best_ours=0 best_base=0 cpu_ours=0 cpu_base=0
     for ((r = 0; r < rounds; r++)); do
       if ((have_ours)); then
-        rate "$ours_pid" "$ours_port" "$toid"
+        rate "$ours_pid" "$ours_port" --oid "$toid"
         best_ours=$(max "$best_ours" "$rated")
         cpu_ours=$(max "$cpu_ours" "$cpu_rated")
         ours_walked=$walked
       fi
-      rate "$base_pid" "$base_port" "$toid"
+      rate "$base_pid" "$base_port" --oid "$toid"
       best_base=$(max "$best_base" "$rated")
       cpu_base=$(max "$cpu_base" "$cpu_rated")
     done
@@ -229,7 +398,6 @@ done
 
 first=${sizes%% *}
 last=${sizes##* }
-ratio() { awk -v a="$1" -v b="$2" 'BEGIN { if (a == "-" || b == "-") print "-"; else printf "%.2f", a / b }'; }
 
 # verdict TABLE KIND LABEL: the two targets on one kind of rate (wall or cpu).
 verdict() {
@@ -247,8 +415,6 @@ verdict() {
     (r >= 0.8 ? "met" : "MISSED") }'
 }
 
-# per_varbind RATE: microseconds per varbind of a rate in varbinds per second.
-per_varbind() { awk -v r="$1" 'BEGIN { if (r == "-" || r == 0) print "-"; else printf "%.2f", 1e6 / r }'; }
 
 if ((agentx)); then
   for entry in "${tables[@]}"; do

@@ -5,6 +5,7 @@
 #include "kiv/Assert.h"
 #include "platform/Snmp/Config.h"
 #include "platform/Snmp/NetSnmp.h"
+#include "platform/Snmp/NetSnmpLoop.h"
 #include "platform/Snmp/SnmpUtil.h"
 #include "platform/Snmp/TrapManager.h"
 
@@ -20,6 +21,9 @@ void configureNotifications() {
     netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_ALARM_DONT_USE_SIG, 1);
     auto config = SnmpUtil::getSnmpConfig();
     config->notificationConfigIs("vrrp")->notificationIs("vrrpTrapNewMaster");
+    auto v3 = config->notificationConfigIs("vrrpv3");
+    v3->notificationIs("vrrpv3NewMaster");
+    v3->notificationIs("vrrpv3ProtoError");
     config->notificationsEnabledIs(true);
     Snmp::TrapManager::instance().senderIs([](netsnmp_variable_list*) { ++sent; });
     return true;
@@ -37,10 +41,16 @@ MirroredState::MirroredState() : mib(FhrpSnmp::vrrpMibFactory("vrrpMIB")) {
   agent->vrrpMibIs(mib);
   agent->vrrpMibSmIs(tree.fhrpConfig(), tree.vrrpStatus(), tree.allIntfStatus(), tree.ipStatus(),
                      mib);
+  v3mib = Kiv::make<Vrrpv3::Vrrpv3Mib>("vrrpv3MIB", tree.vrrpStatistics());
+  v3 = Kiv::make<Vrrpv3::Vrrpv3Sm>(
+      Vrrpv3::Vrrpv3Sm::Inputs{tree.vrrpConfig(), tree.vrrpStatus(), tree.vrrpStatusV6(),
+                               tree.allIntfStatus(), tree.ipStatus(), tree.vrrpStatistics()},
+      v3mib, Snmp::eventLoop());
 }
 
 MirroredState::~MirroredState() {
   agent = nullptr;
+  v3 = nullptr;
   // Whatever the machines queued goes out as the event loop sends it, or at once if the
   // alarm is not due yet, so that no input leaves notifications behind for the next one.
   run_alarms();
@@ -49,7 +59,8 @@ MirroredState::~MirroredState() {
 
 std::size_t MirroredState::rows() const {
   return mib->operTableCollection()->size() + mib->assoIpAddrTableCollection()->size() +
-         mib->routerStatsTableCollection()->size();
+         mib->routerStatsTableCollection()->size() + v3mib->operationsTableCollection()->size() +
+         v3mib->associatedIpAddrTableCollection()->size();
 }
 
 Kiv::String8 MirroredState::modelText() const {
@@ -66,6 +77,21 @@ Kiv::String8 MirroredState::modelText() const {
   }
   for (auto it = mib->assoIpAddrTableIter(); !it.atEnd(); ++it) os << "asso " << it.key() << '\n';
   for (auto it = mib->routerStatsTableIter(); !it.atEnd(); ++it) os << "stats " << it.key() << '\n';
+  for (auto it = v3mib->operationsTableCollection()->begin(); !it.atEnd(); ++it) {
+    const Vrrpv3::OperationsEntry& r = *it.value();
+    os << "v3 " << r.index() << " mac " << Lirex::valueToStrep(r.virtualMacAddr()) << " state "
+       << static_cast<int>(r.state()) << " priority " << r.priority() << " addrs "
+       << r.ipAddrCount() << " master " << r.masterIpAddr() << " primary " << r.primaryIpAddr()
+       << " interval " << r.advInterval() << " preempt " << r.preemptMode() << " accept "
+       << r.acceptMode() << " active " << r.active() << " up " << (r.upTime() != 0.0) << " adverts "
+       << r.rcvdAdvertisements() << " ttl " << r.ipTtlErrors() << '\n';
+  }
+  for (auto it = v3mib->associatedIpAddrTableCollection()->begin(); !it.atEnd(); ++it) {
+    os << "v3 addr " << it.key() << '\n';
+  }
+  const auto& g = *v3mib->globalStatistics();
+  os << "v3 global " << g.checksumErrors() << ' ' << g.versionErrors() << ' ' << g.vrIdErrors()
+     << ' ' << g.refreshRate() << '\n';
   return os.str();
 }
 

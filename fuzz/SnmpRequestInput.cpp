@@ -5,8 +5,6 @@
 #include "kiv/Assert.h"
 #include "platform/Snmp/HandlerRegistration.h"
 #include "platform/Snmp/SnmpUtil.h"
-#include "Vrrpv3/Vrrpv3Sm.h"
-#include "platform/Snmp/NetSnmpLoop.h"
 #include "snmp/VrrpMIB.h"
 #include "snmpv3/Vrrpv3MIB.h"
 #include "tests/support/InProcessAgent.h"
@@ -77,16 +75,7 @@ struct Served {
     Snmp::kivInitVrrpMib();
     Snmp::initHandlers("");
     // The VRRPv3-MIB beside it, as the host registers it.
-    auto group = SnmpUtil::getSnmpConfig()->notificationConfigIs("vrrpv3");
-    group->notificationIs("vrrpv3NewMaster");
-    group->notificationIs("vrrpv3ProtoError");
-    v3mib = Kiv::make<Vrrpv3::Vrrpv3Mib>("vrrpv3MIB", state.tree.vrrpStatistics());
-    state.tree.root()->bind(Vrrpv3Snmp::kModelPath, v3mib);
-    v3 = Kiv::make<Vrrpv3::Vrrpv3Sm>(
-        Vrrpv3::Vrrpv3Sm::Inputs{state.tree.vrrpConfig(), state.tree.vrrpStatus(),
-                                 state.tree.vrrpStatusV6(), state.tree.allIntfStatus(),
-                                 state.tree.ipStatus(), state.tree.vrrpStatistics()},
-        v3mib, Snmp::eventLoop());
+    state.tree.root()->bind(Vrrpv3Snmp::kModelPath, state.v3mib);
     init_Vrrpv3MIB("");
 
     // Write access, so that a SET reaches the module and is refused there, not by access
@@ -107,7 +96,7 @@ struct Served {
     const auto served = agent.walk({1, 3, 6, 1, 2, 1, 68, 1, 4});
     KIV_ASSERT(state.mib->assoIpAddrTableCollection()->size() == 8 && served.varBinds.size() == 8,
                "the agent does not serve the model's rows:\n" + model);
-    v3changes = v3mib->changeCount();
+    v3changes = state.v3mib->changeCount();
     KIV_ASSERT(agent.walk({1, 3, 6, 1, 2, 1, 207, 1, 1, 2}).varBinds.size() == 2,
                "the agent does not serve the VRRPv3-MIB's rows");
   }
@@ -115,8 +104,6 @@ struct Served {
   // Before anything that registers with the agent.
   FhrpTest::InProcessAgent& agent = FhrpTest::InProcessAgent::instance();
   MirroredState state;
-  Kiv::Ptr<Vrrpv3::Vrrpv3Mib> v3mib;
-  Kiv::Ptr<Vrrpv3::Vrrpv3Sm> v3;
   U64 v3changes = 0;
   Kiv::String8 model;
   U64 changes = 0;
@@ -135,7 +122,7 @@ void snmpRequest(std::string_view input) {
   for (const std::string& reply : s.transport.deliver(input)) checkReply(input, reply);
   KIV_ASSERT(s.state.mib->changeCount() == s.changes && s.state.modelText() == s.model,
              "a request changed the model:\n" + s.state.modelText());
-  KIV_ASSERT(s.v3mib->changeCount() == s.v3changes, "a request changed the VRRPv3-MIB model");
+  KIV_ASSERT(s.state.v3mib->changeCount() == s.v3changes, "a request changed the VRRPv3-MIB model");
 }
 
 }  // namespace FhrpFuzz

@@ -1,4 +1,5 @@
 #include <optional>
+#include <set>
 #include <sstream>
 
 #include "fuzz/Inputs.h"
@@ -25,7 +26,37 @@ std::size_t records(const StateDocument& d) {
   std::size_t n = d.interfaces.size() + d.ip.size();
   for (const auto& [intf, vrs] : d.vrrpConfig) n += 1 + vrs.size();
   for (const auto& [intf, vrs] : d.vrrpStatus) n += 1 + vrs.size();
+  for (const auto& [intf, vrs] : d.vrrpStatusV6) n += 1 + vrs.size();
   return n;
+}
+
+// The router-wide statistics are one record that always exists: a document sets attributes of
+// it, one for each member that differs from an empty document's.
+std::size_t globalAttributes(const StateDocument& d) {
+  const StateDocument::GlobalStatistics& g = d.vrrpStatistics;
+  return (g.checksumErrors != 0) + (g.versionErrors != 0) + (g.vrIdErrors != 0) +
+         (g.refreshRate != 0);
+}
+
+// The rows of the VRRPv3-MIB a document calls for: one per version 3 router and family with a
+// status of that family on an interface with an ifIndex, and one per true, non-zero address.
+std::pair<std::size_t, std::size_t> v3Rows(const StateDocument& d) {
+  std::size_t routers = 0, addrs = 0;
+  const auto count = [&](const auto& statuses, const Lirex::IntfId& intf, Routing::Fhrp::VrId id) {
+    const auto onIntf = statuses.find(intf);
+    if (onIntf == statuses.end() || !onIntf->second.contains(id)) return;
+    ++routers;
+    for (const auto& [addr, up] : onIntf->second.at(id).ipAddrs) addrs += up && !addr.isZero();
+  };
+  for (const auto& [intf, vrs] : d.vrrpConfig) {
+    if (!d.interfaces.contains(intf)) continue;
+    for (const auto& [id, c] : vrs) {
+      if (c.version != 3) continue;
+      count(d.vrrpStatus, intf, id);
+      count(d.vrrpStatusV6, intf, id);
+    }
+  }
+  return {routers, addrs};
 }
 
 Kiv::String8 str(const PublishSummary& s) {
@@ -49,15 +80,47 @@ void checkRowsBelong(const FhrpSnmp::VrrpMib& mib) {
              "routers without statistics rows");
 }
 
+// A router is in exactly one MIB, by its version; in the VRRPv3-MIB with the rows its document
+// calls for, each value of the row's own family, its reason saying whether it is master.
+void checkV3Rows(const MirroredState& s, const StateDocument& d) {
+  const auto [routers, addrs] = v3Rows(d);
+  const Vrrpv3::Vrrpv3Mib& mib = *s.v3mib;
+  KIV_ASSERT(mib.operationsTableCollection()->size() == routers &&
+                 mib.associatedIpAddrTableCollection()->size() == addrs,
+             "the VRRPv3-MIB lacks rows of the document, or has others:\n" + s.modelText());
+  std::set<std::pair<U32, U32>> v3;
+  for (auto it = mib.operationsTableCollection()->begin(); !it.atEnd(); ++it) {
+    const Vrrpv3::OperationsEntry& r = *it.value();
+    v3.insert({r.index().ifIndex, r.index().vrId});
+    const bool master = r.state() == Routing::Fhrp::FhrpState::master;
+    KIV_ASSERT(r.config()->version() == 3 && r.masterIpAddr().family() == r.index().family &&
+                   r.primaryIpAddr().family() == r.index().family &&
+                   (r.newMasterReason() == Vrrpv3::NewMasterReason::notMaster) == !master &&
+                   (r.state() != Routing::Fhrp::FhrpState::initialize || r.masterIpAddr().isZero()),
+               "a VRRPv3 row disagrees with its records:\n" + s.modelText());
+  }
+  for (auto it = mib.associatedIpAddrTableCollection()->begin(); !it.atEnd(); ++it) {
+    KIV_ASSERT(mib.operationsTable(it.key().oper()),
+               "a VRRPv3 address row without its router:\n" + s.modelText());
+  }
+  for (auto it = s.mib->operTableIter(); !it.atEnd(); ++it) {
+    KIV_ASSERT(!v3.contains({static_cast<U32>(it.key().ifIndex), it.key().vrId}),
+               "a version 3 router in the VRRP-MIB: " + valueToStrep(it.key()));
+  }
+}
+
 // Publishes a document, then publishes it again, which must change nothing at all.
 PublishSummary publish(MirroredState& s, const StateDocument& d) {
   const PublishSummary first = s.publisher.apply(d, "fuzz");
   checkRowsBelong(*s.mib);
+  checkV3Rows(s, d);
   const Kiv::String8 model = s.modelText();
   const U64 changes = s.mib->changeCount();
+  const U64 v3changes = s.v3mib->changeCount();
   const PublishSummary again = s.publisher.apply(d, "fuzz");
   KIV_ASSERT(again.unchanged(), "publishing a document again changed records: " + str(again));
-  KIV_ASSERT(s.mib->changeCount() == changes && s.modelText() == model,
+  KIV_ASSERT(s.mib->changeCount() == changes && s.v3mib->changeCount() == v3changes &&
+                 s.modelText() == model,
              "publishing a document again changed the model");
   return first;
 }
@@ -77,11 +140,11 @@ void stateDocument(std::string_view input) {
     if (!d) continue;
     MirroredState s;
     const PublishSummary added = publish(s, *d);
-    KIV_ASSERT((added == PublishSummary{records(*d), 0, 0}),
+    KIV_ASSERT((added == PublishSummary{records(*d), 0, globalAttributes(*d)}),
                "a document of " + std::to_string(records(*d)) +
                    " records into an empty tree: " + str(added));
     const PublishSummary removed = publish(s, StateDocument{});
-    KIV_ASSERT((removed == PublishSummary{0, records(*d), 0}),
+    KIV_ASSERT((removed == PublishSummary{0, records(*d), globalAttributes(*d)}),
                "emptying a tree of " + std::to_string(records(*d)) + " records: " + str(removed));
     KIV_ASSERT(s.rows() == 0, "rows left after every record went:\n" + s.modelText());
   }

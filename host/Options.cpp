@@ -94,7 +94,8 @@ kernel, as its own SNMP agent or as an AgentX subagent of the machine's snmpd.
   --no-community        answer no community: SNMPv3 users from --config only
   --trap-sink ADDR      send SNMPv2c notifications to ADDR, e.g. 127.0.0.1:162 or
                         tcp:HOST:PORT (repeatable; default none)
-  --notifications on|off  whether vrrpTrapNewMaster is sent (default on)
+  --notifications on|off  whether notifications are sent: vrrpTrapNewMaster, vrrpv3NewMaster,
+                        vrrpv3ProtoError (default on)
   --config FILE         net-snmp agent configuration lines (createUser, rouser,
                         rocommunity, trap2sink, sysContact, sysName, sysLocation, ...);
                         a line net-snmp rejects stops the start (default none)

@@ -3,12 +3,16 @@
 // walks, so a table of 16 rows is measured as fairly as one of 16384 (a tool started per
 // walk would mostly measure its own start-up).
 //
-//   walk-rate --peer ADDR --oid OID [--community NAME] [--max-repetitions R] [--samples K]
-//             [--min-seconds S]
+//   walk-rate --peer ADDR (--oid OID | --get OID...) [--community NAME] [--max-repetitions R]
+//             [--samples K] [--min-seconds S]
+//
+// With --get (repeatable) it sends one GET of those instances instead of a walk, again and
+// again: what a poller that asks for known rows costs, and what an index naming no row costs.
 //
 // Each sample repeats the walk until at least S seconds have passed; the best of K samples
 // counts. Prints one line: varbinds=V requests=Q rate=R (varbinds per second) ms_per_walk=M
-// total_varbinds=T (every varbind received, the first walk included).
+// total_varbinds=T (every varbind received, the first walk included) absent=A (varbinds of a
+// walk answered noSuchObject or noSuchInstance; a GET's only).
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -24,6 +28,7 @@ namespace {
 
 struct Options {
   std::string peer, community = "public", oid;
+  std::vector<std::string> gets;
   long maxRepetitions = 25;
   int samples = 5;
   double minSeconds = 0.3;
@@ -31,7 +36,7 @@ struct Options {
 
 [[noreturn]] void usage() {
   std::fprintf(stderr,
-               "usage: walk-rate --peer ADDR --oid OID [--community NAME] "
+               "usage: walk-rate --peer ADDR (--oid OID | --get OID...) [--community NAME] "
                "[--max-repetitions R] [--samples K] [--min-seconds S]\n");
   std::exit(2);
 }
@@ -47,6 +52,8 @@ Options parse(int argc, char** argv) {
       o.community = value;
     else if (flag == "--oid")
       o.oid = value;
+    else if (flag == "--get")
+      o.gets.push_back(value);
     else if (flag == "--max-repetitions")
       o.maxRepetitions = std::stol(value);
     else if (flag == "--samples")
@@ -56,7 +63,9 @@ Options parse(int argc, char** argv) {
     else
       usage();
   }
-  if (o.peer.empty() || o.oid.empty() || o.maxRepetitions < 1 || o.samples < 1) usage();
+  if (o.peer.empty() || o.oid.empty() == o.gets.empty() || o.maxRepetitions < 1 || o.samples < 1) {
+    usage();
+  }
   return o;
 }
 
@@ -73,11 +82,15 @@ std::vector<oid> numericOid(const std::string& text) {
 struct Walk {
   long varbinds = 0;
   long requests = 0;
+  long absent = 0;
 };
 
 class Walker {
  public:
-  explicit Walker(const Options& o) : root_(numericOid(o.oid)), maxRepetitions_(o.maxRepetitions) {
+  explicit Walker(const Options& o)
+      : root_(numericOid(o.gets.empty() ? o.oid : o.gets.front())),
+        maxRepetitions_(o.maxRepetitions) {
+    for (const std::string& name : o.gets) gets_.push_back(numericOid(name));
     netsnmp_session s;
     snmp_sess_init(&s);
     s.peername = const_cast<char*>(o.peer.c_str());
@@ -93,6 +106,35 @@ class Walker {
   Walker(const Walker&) = delete;
   Walker& operator=(const Walker&) = delete;
 
+  Walk run() { return gets_.empty() ? walk() : get(); }
+
+ private:
+  // The response to pdu, or an exception.
+  netsnmp_pdu* ask(netsnmp_pdu* pdu) {
+    netsnmp_pdu* response = nullptr;
+    const int status = snmp_synch_response(session_, pdu, &response);
+    if (status != STAT_SUCCESS || !response || response->errstat != SNMP_ERR_NOERROR) {
+      if (response) snmp_free_pdu(response);
+      throw std::runtime_error("request failed: " +
+                               std::string(status == STAT_TIMEOUT ? "timeout" : "error"));
+    }
+    return response;
+  }
+
+  Walk get() {
+    Walk w;
+    netsnmp_pdu* pdu = snmp_pdu_create(SNMP_MSG_GET);
+    for (const std::vector<oid>& name : gets_) snmp_add_null_var(pdu, name.data(), name.size());
+    netsnmp_pdu* response = ask(pdu);
+    w.requests = 1;
+    for (netsnmp_variable_list* v = response->variables; v; v = v->next_variable) {
+      ++w.varbinds;
+      if (v->type == SNMP_NOSUCHOBJECT || v->type == SNMP_NOSUCHINSTANCE) ++w.absent;
+    }
+    snmp_free_pdu(response);
+    return w;
+  }
+
   Walk walk() {
     Walk w;
     std::vector<oid> name = root_;
@@ -101,14 +143,8 @@ class Walker {
       pdu->non_repeaters = 0;
       pdu->max_repetitions = maxRepetitions_;
       snmp_add_null_var(pdu, name.data(), name.size());
-      netsnmp_pdu* response = nullptr;
-      int status = snmp_synch_response(session_, pdu, &response);
+      netsnmp_pdu* response = ask(pdu);
       ++w.requests;
-      if (status != STAT_SUCCESS || !response || response->errstat != SNMP_ERR_NOERROR) {
-        if (response) snmp_free_pdu(response);
-        throw std::runtime_error("request failed: " +
-                                 std::string(status == STAT_TIMEOUT ? "timeout" : "error"));
-      }
       more = false;
       for (netsnmp_variable_list* v = response->variables; v; v = v->next_variable) {
         if (v->type == SNMP_ENDOFMIBVIEW || v->type == SNMP_NOSUCHOBJECT ||
@@ -130,8 +166,8 @@ class Walker {
     return w;
   }
 
- private:
   std::vector<oid> root_;
+  std::vector<std::vector<oid>> gets_;
   long maxRepetitions_;
   netsnmp_session* session_ = nullptr;
 };
@@ -145,7 +181,7 @@ int main(int argc, char** argv) {
   init_snmp("walk-rate");
   try {
     Walker walker(o);
-    const Walk first = walker.walk();  // also warms both ends up
+    const Walk first = walker.run();  // also warms both ends up
     using Clock = std::chrono::steady_clock;
     double bestRate = 0, bestMs = 0;
     long total = first.varbinds;
@@ -154,7 +190,7 @@ int main(int argc, char** argv) {
       const auto start = Clock::now();
       double elapsed = 0;
       do {
-        varbinds += walker.walk().varbinds;
+        varbinds += walker.run().varbinds;
         ++walks;
         elapsed = std::chrono::duration<double>(Clock::now() - start).count();
       } while (elapsed < o.minSeconds);
@@ -165,8 +201,9 @@ int main(int argc, char** argv) {
         bestMs = elapsed * 1000 / walks;
       }
     }
-    std::printf("varbinds=%ld requests=%ld rate=%.0f ms_per_walk=%.3f total_varbinds=%ld\n",
-                first.varbinds, first.requests, bestRate, bestMs, total);
+    std::printf(
+        "varbinds=%ld requests=%ld rate=%.0f ms_per_walk=%.3f total_varbinds=%ld absent=%ld\n",
+        first.varbinds, first.requests, bestRate, bestMs, total, first.absent);
   } catch (const std::exception& e) {
     std::fprintf(stderr, "walk-rate: %s: %s\n", o.peer.c_str(), e.what());
     snmp_shutdown("walk-rate");
