@@ -13,6 +13,7 @@
 #include "host/Signals.h"
 #include "host/SnmpHost.h"
 #include "host/VrrpMibModule.h"
+#include "host/Watchdog.h"
 #include "kiv/Exception.h"
 
 namespace {
@@ -57,6 +58,7 @@ int main(int argc, char** argv) {
       Host::DaemonLog::write("ready on " + where);
       // Under systemd (Type=notify) `systemctl start` returns only now; elsewhere a no-op.
       sd_notifyf(0, "READY=1\nSTATUS=serving the VRRP-MIB on %s", where.c_str());
+      Host::startWatchdog();
     };
     // Under AgentX the daemon is ready once the master took the registration; the link may
     // come up while the configuration is read, or any time later.
