@@ -54,15 +54,17 @@ cleanup() {
     say "kept: nsenter --target $init_pid --all bash; kill $nspawn_pid, then rm -rf $root"
     exit "$status"
   fi
+  local t0=$SECONDS
   if [ -n "$nspawn_pid" ] && kill -0 "$nspawn_pid" 2>/dev/null; then
     kill -TERM "$nspawn_pid"  # halts the container's systemd
-    for _ in $(seq 100); do kill -0 "$nspawn_pid" 2>/dev/null || break; sleep 0.2; done
+    for _ in $(seq 50); do kill -0 "$nspawn_pid" 2>/dev/null || break; sleep 0.2; done
     kill -0 "$nspawn_pid" 2>/dev/null && kill -TERM "$nspawn_pid"  # a second one ends it now
     wait "$nspawn_pid" 2>/dev/null || true
   fi
   # debootstrap mounts /proc and /sys inside while it installs: never delete through them.
   findmnt -rn -o TARGET | grep "^$root/" | sort -r | xargs -r umount -l || true
   rm -rf --one-file-system "$root"
+  say "container stopped and removed: $((SECONDS - t0)) s; total $((SECONDS - started)) s"
   [ "$status" = 0 ] || say "FAILED (boot log: $work/boot.log)"
   exit "$status"
 }
@@ -351,7 +353,6 @@ check "reload (--state) re-reads the document and says so" check_reload /run/fhr
 check "systemd-analyze security: exposure 2.0 or lower" check_exposure
 check "apt-get purge leaves nothing behind" check_purge
 
-say "total $((SECONDS - started)) s"
 if [ "${#failed[@]}" -gt 0 ]; then
   say "${#failed[@]} check(s) failed:"
   printf '  %s\n' "${failed[@]}"
