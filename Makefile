@@ -5,10 +5,10 @@
 PACKAGES := build-essential cmake ninja-build pkg-config libsnmp-dev snmp snmpd snmptrapd \
             libgtest-dev libgmock-dev googletest libbenchmark-dev clang libclang-rt-14-dev \
             clang-format python3-pytest python3-pysnmp4 libsystemd-dev debhelper lintian \
-            systemd man-db libsimdjson-dev frr iproute2 libmnl-dev
+            systemd man-db libsimdjson-dev frr iproute2 libmnl-dev debootstrap systemd-container
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 
-.PHONY: all deps build asan test fuzz format format-check clean demo bench package
+.PHONY: all deps build asan test fuzz format format-check clean demo bench package systemd-check
 
 all: build
 
@@ -96,6 +96,12 @@ clean:
 # see scripts/package.sh. scripts/package-check.sh installs, tries and purges it (CI does).
 package: deps
 	scripts/package.sh
+
+# The package under a real systemd (as root): a minimal Debian 12 booted in a container,
+# snmpd, FRR and the package installed there, each check printed; see scripts/systemd-check.sh.
+# DEB=dist/fhrp-snmp_VERSION_ARCH.deb takes a package already built instead of building it.
+systemd-check: deps
+	scripts/systemd-check.sh $(DEB)
 
 # Builds the daemon and runs it on examples/lab.json with a local trap receiver.
 demo: deps

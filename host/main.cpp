@@ -12,6 +12,7 @@
 #include "host/Service.h"
 #include "host/Signals.h"
 #include "host/SnmpHost.h"
+#include "host/Watchdog.h"
 #include "kiv/Exception.h"
 #include "platform/Log.h"
 #include "platform/Snmp/NetSnmpLoop.h"
@@ -56,6 +57,7 @@ int serve(const Host::Options& options) {
     Log::info("ready on " + where);
     // Under systemd (Type=notify) `systemctl start` returns only now; elsewhere a no-op.
     sd_notifyf(0, "READY=1\nSTATUS=serving the VRRP-MIB on %s", where.c_str());
+    Host::startWatchdog();
   };
   // Under AgentX the daemon is ready once the master took the registration; the link may come up
   // while the configuration is read, or any time later.

@@ -4,18 +4,18 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-# Absolute: net-snmp takes a relative persistent folder from /.
+# Absolute: net-snmp takes a relative SNMP_PERSISTENT_DIR from the file system's root.
 demo=$PWD/build/demo
 port=${FHRP_DEMO_PORT:-1161}
 trap_port=${FHRP_DEMO_TRAP_PORT:-1162}
 mkdir -p "$demo/persist" "$demo/trapd"
 [ -f "$demo/state.json" ] || cp examples/lab.json "$demo/state.json"
-state=$(realpath "$demo/state.json")
-mibs=$(realpath examples/mibs)
+state=$demo/state.json
+mibs=$PWD/examples/mibs
 
 printf 'disableAuthorization yes\n' > "$demo/trapd/snmptrapd.conf"
 : > "$demo/traps.log"
-MIBS= SNMP_PERSISTENT_DIR="$demo/trapd" snmptrapd -f -C -c "$demo/trapd/snmptrapd.conf" \
+MIBS= SNMP_PERSISTENT_DIR="$demo/trapd" snmptrapd -f -C -X -c "$demo/trapd/snmptrapd.conf" \
   -Lf "$demo/traps.log" -On "udp:127.0.0.1:$trap_port" &
 trapd=$!
 cleanup() { kill "$trapd" 2>/dev/null || true; wait "$trapd" 2>/dev/null || true; }

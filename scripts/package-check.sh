@@ -118,7 +118,7 @@ snmptable -v2c -c public -Ci -Cf , "127.0.0.1:$port" VRRP-MIB::vrrpOperTable >"$
 cat "$work/table.txt"
 grep -q '^index,vrrpOperVirtualMacAddr,vrrpOperState,' "$work/table.txt" ||
   fail "vrrpOperTable without its column names"
-grep -q '^1.1,"00 00 5E 00 01 01 ",master,' "$work/table.txt" || fail "row 1.1 missing or not master"
+grep -q "^1.1,0:0:5e:0:1:1,master," "$work/table.txt" || fail "row 1.1 missing or not master"
 
 echo "== package-check: AgentX subagent of snmpd, with the example drop-in's permissions"
 snmpd_port=$(free_udp_port)

@@ -25,7 +25,7 @@ fhrp-snmp ($version) unstable; urgency=medium
 
   * Built from $(git describe --always --dirty 2>/dev/null || echo "a source tree").
 
- -- fhrp-snmp developers <fhrp-snmp@example.org>  $date
+ -- fhrp-snmp maintainers <maintainers@fhrp-snmp.example.org>  $date
 CHANGELOG
 
 # The tests ran in `make test`; the package build only compiles the product, with Debian's

@@ -336,8 +336,9 @@ class Lab:
         for attempt in range(3):
             at = port or free_port()
             log = self.dir / f"traps-{at}.log"
-            proc = self.spawn([*wrapper, "snmptrapd", "-f", "-C", "-c", conf, "-Lf", log, "-n",
-                               "-On", "-F", f"{_RS}%V{_US}%v{_RS}\n", f"udp:127.0.0.1:{at}"],
+            # -X: never an AgentX subagent of whatever snmpd listens on /var/agentx/master.
+            proc = self.spawn([*wrapper, "snmptrapd", "-f", "-C", "-X", "-c", conf, "-Lf", log,
+                               "-n", "-On", "-F", f"{_RS}%V{_US}%v{_RS}\n", f"udp:127.0.0.1:{at}"],
                               f"snmptrapd-{attempt}", env=env, cls=Trapd)
             proc.log_path, proc.sink = log, f"127.0.0.1:{at}"
             if wait_until(lambda: log.exists() and "NET-SNMP version" in proc.log()

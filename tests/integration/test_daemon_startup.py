@@ -59,8 +59,9 @@ BAD_STARTS = {
         "agent.conf: line 1: unknown authProtocol"),
     "unknown --config token": lambda lab, s: ([*s, *NOWHERE, *conf(lab, "rocomunity x\n")],
                                               "agent.conf: line 1: Unknown token: rocomunity"),
+    # The resolver's words for it vary: the line names the sink, then says why.
     "unknown sink": lambda lab, s: ([*s, *NOWHERE, "--trap-sink", "nosuchhost.invalid:162"],
-                                    "--trap-sink nosuchhost.invalid:162: unknown host"),
+                                    "fhrp-snmpd: --trap-sink nosuchhost.invalid:162: "),
     "unknown trace handle": lambda lab, s: ([*s, "--trace", "Snmp/1,Nope"],
                                             "--trace: unknown handle 'Nope'"),
     "sink under agentx": lambda lab, s: ([*s, "--agentx", lab.dir / "ax", "--trap-sink", "h:1"],
