@@ -30,15 +30,6 @@ bool granted(const std::string& community) {
   return secName != nullptr;
 }
 
-std::string refusal(Kiv::String8 (*line)(const Kiv::String8&), const std::string& value) {
-  try {
-    line(value);
-  } catch (const Kiv::RangeException& e) {
-    return e.message();
-  }
-  return "(accepted)";
-}
-
 TEST(ConfigLinesTest, EveryCommunityComesOutAsGiven) {
   FhrpTest::InProcessAgent::instance();
   const std::vector<std::string> communities = {
@@ -56,24 +47,14 @@ TEST(ConfigLinesTest, EveryCommunityComesOutAsGiven) {
   EXPECT_EQ(Host::trapSinkLine("tcp:192.0.2.1:162"), "trap2sink tcp:192.0.2.1:162");
 }
 
-TEST(ConfigLinesTest, WhatNoLineCarriesIsRefusedInOneLine) {
-  EXPECT_EQ(refusal(Host::rocommunityLine, "a\nrwcommunity b"),
-            "--community holds the control character 0x0A, which net-snmp's configuration "
-            "cannot carry");
-  EXPECT_EQ(refusal(Host::trapCommunityLine, std::string("a\0b", 3)),
-            "--community holds the control character 0x00, which net-snmp's configuration "
-            "cannot carry");
-  EXPECT_EQ(refusal(Host::rocommunityLine, "-v"),
-            "--community cannot be -v: net-snmp takes it for an option");
-  const std::string tooLong =
-      "--community is longer than net-snmp takes (255 characters, a ' "
-      "or a \\ counting twice)";
-  EXPECT_EQ(refusal(Host::rocommunityLine, std::string(256, 'x')), tooLong);
-  EXPECT_EQ(refusal(Host::rocommunityLine, std::string(128, '\\')), tooLong);
-  EXPECT_EQ(refusal(Host::trapSinkLine, "192.0.2.1:162 -tag x"),
-            "--trap-sink '192.0.2.1:162 -tag x' is no address: it holds a space or starts with -");
-  EXPECT_EQ(refusal(Host::trapSinkLine, "-s"),
-            "--trap-sink '-s' is no address: it holds a space or starts with -");
+TEST(ConfigLinesTest, WhatNoLineCarriesIsRefused) {
+  EXPECT_THROW(Host::rocommunityLine("a\nrwcommunity b"), Kiv::RangeException);
+  EXPECT_THROW(Host::trapCommunityLine(std::string("a\0b", 3)), Kiv::RangeException);
+  EXPECT_THROW(Host::rocommunityLine("-v"), Kiv::RangeException);  // taken for an option
+  EXPECT_THROW(Host::rocommunityLine(std::string(256, 'x')), Kiv::RangeException);
+  EXPECT_THROW(Host::rocommunityLine(std::string(128, '\\')), Kiv::RangeException);
+  EXPECT_THROW(Host::trapSinkLine("192.0.2.1:162 -tag x"), Kiv::RangeException);
+  EXPECT_THROW(Host::trapSinkLine("-s"), Kiv::RangeException);
 }
 
 }  // namespace
