@@ -56,6 +56,9 @@ BAD_STARTS = {
     "bad document": lambda lab, s: (["--state", lab.write("bad.json", '{"interfaces": []}'),
                                      *NOWHERE], "bad.json: $.interfaces: expected an object"),
     "unknown argument": lambda lab, s: ([*s, "--bogus"], "unknown argument '--bogus'"),
+    "control character in a community": lambda lab, s: (
+        [*s, *NOWHERE, "--community", "a\nrwcommunity b"],
+        "--community holds the control character 0x0A"),
     # Without the users and rules it holds the agent would be open: no start.
     "missing --config": lambda lab, s: ([*s, *NOWHERE, "--config", lab.dir / "none"],
                                         f"cannot read --config {lab.dir / 'none'}"),
@@ -66,9 +69,6 @@ BAD_STARTS = {
                                               "agent.conf: line 1: Unknown token: rocomunity"),
     "unknown sink": lambda lab, s: ([*s, *NOWHERE, "--trap-sink", "nosuchhost.invalid:162"],
                                     "--trap-sink nosuchhost.invalid:162: unknown host"),
-    "control character in a community": lambda lab, s: (
-        [*s, *NOWHERE, "--community", "a\nrwcommunity b"],
-        "--community holds the control character 0x0A"),
     "unknown trace handle": lambda lab, s: ([*s, "--trace", "Snmp/1,Nope"],
                                             "--trace: unknown handle 'Nope'"),
     "sink under agentx": lambda lab, s: ([*s, "--agentx", lab.dir / "ax", "--trap-sink", "h:1"],
