@@ -57,7 +57,7 @@ int serve(const Host::Options& options) {
   service.start();
   // The advertisement listener's raw sockets are open, and hear interfaces that come later too.
   if (!options.frrVtyDirectory.empty()) {
-    Host::dropNetRaw("the advertisement listener's sockets are open");
+    Host::dropNetRaw("the advertisement listener opens raw sockets at start only");
   }
   const Kiv::String8 where = options.agentx() ? options.agentxSocket : options.listen;
   auto ready = [&] {
