@@ -5,7 +5,8 @@
 PACKAGES := build-essential cmake ninja-build pkg-config libsnmp-dev snmp snmpd snmptrapd \
             libgtest-dev libgmock-dev googletest libbenchmark-dev clang libclang-rt-14-dev \
             clang-format python3-pytest python3-pysnmp4 libsystemd-dev debhelper lintian \
-            systemd man-db libsimdjson-dev frr iproute2 libmnl-dev debootstrap systemd-container
+            systemd man-db libsimdjson-dev frr iproute2 libmnl-dev debootstrap systemd-container \
+            libcap-dev
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 
 .PHONY: all deps build asan test fuzz format format-check clean demo bench package systemd-check

@@ -5,10 +5,12 @@
 #include <string_view>
 
 #include "host/SnmpHost.h"
+#include "host/Systemd.h"
 #include "kiv/Exception.h"
 #include "platform/Log.h"
 #include "platform/Snmp/NetSnmp.h"
 #include "platform/Snmp/NetSnmpLoop.h"
+#include "platform/Status.h"
 
 #include <net-snmp/agent/agent_callbacks.h>
 
@@ -44,6 +46,7 @@ AgentxLink::AgentxLink(Kiv::String8 socket, std::function<void()> onReady)
   snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_START, opened, this);
   snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_STOP, lost, this);
   snmp_register_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_LOGGING, logged, this);
+  Status::is("agent", "connecting to the AgentX master at " + socket_);
 }
 
 AgentxLink::~AgentxLink() {
@@ -96,6 +99,7 @@ void AgentxLink::check() {
                                  " refused to register the VRRP-MIB: " + agentxError(refused_);
     if (!ready_) throw Kiv::RangeException(message);
     Log::error(message);
+    Status::is("agent", message);
     return;
   }
   if (!ready_) {
@@ -103,6 +107,7 @@ void AgentxLink::check() {
     onReady_();
   } else {
     Log::info("registered with the AgentX master at " + socket_ + " again");
+    Status::is("agent", Systemd::serving(socket_));
   }
 }
 
@@ -113,7 +118,9 @@ void AgentxLink::probe() {
   const Kiv::String8 reason = whyNotOpened(false, "agentx", socket_);
   if (reason.empty() || reason == waitingFor_) return;
   waitingFor_ = reason;
-  Log::warning("waiting for the AgentX master at " + socket_ + ": " + reason);
+  const Kiv::String8 waiting = "waiting for the AgentX master at " + socket_ + ": " + reason;
+  Log::warning(waiting);
+  Status::is("agent", waiting);
 }
 
 }  // namespace Host

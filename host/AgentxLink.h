@@ -2,7 +2,7 @@
 // The subagent's link to its AgentX master, told as an operator needs it: waiting for the
 // master (once per reason, in the system's words), registered (the first time: the daemon is
 // ready; later: again, after the master restarted), or refused (with the master's reason in
-// words).
+// words). Each is also the agent's status line (platform/Status.h), which systemd shows.
 //
 // What net-snmp tells through public callbacks: a session to the master opened
 // (SNMPD_CALLBACK_INDEX_START, right before it registers the MIB again) and lost

@@ -6,12 +6,15 @@
 // name when snmpd reloads its configuration.
 #include <memory>
 
+#include <systemd/sd-daemon.h>
+
 #include "host/Options.h"
 #include "host/Service.h"
 #include "kiv/Exception.h"
 #include "platform/Log.h"
 #include "platform/Snmp/NetSnmp.h"
 #include "platform/Snmp/NetSnmpLoop.h"
+#include "platform/Status.h"
 #include "sources/file/StateDocumentSource.h"
 #include "sources/frr/FrrSource.h"
 
@@ -99,6 +102,11 @@ extern "C" {
 
 void init_fhrpsnmp() {
   Log::prefixIs("fhrp-snmp: ");
+  // snmpd's unit is Type=notify and says nothing in STATUS= itself: what the plug-in needs from
+  // the operator (vrrpd's socket out of reach) shows in `systemctl status snmpd`.
+  Status::sinkIs([](const Kiv::String8& line) {
+    sd_notify(0, ("STATUS=" + (line.empty() ? line : "fhrp-snmp: " + line)).c_str());
+  });
   register_config_handler("snmpd", "fhrpStateFile", parseStateFile, freeStateFile, "FILE");
   register_config_handler("snmpd", "fhrpFrr", parseFrr, freeFrr, "[VTY-DIRECTORY]");
   snmp_register_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_POST_READ_CONFIG, start, nullptr);

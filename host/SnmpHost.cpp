@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -13,9 +14,11 @@
 #include <net-snmp/agent/net-snmp-agent-includes.h>
 #include <net-snmp/library/large_fd_set.h>
 
+#include "host/ConfigLines.h"
 #include "host/DaemonLog.h"
 #include "host/PersistentStore.h"
 #include "kiv/Exception.h"
+#include "platform/Log.h"
 #include "platform/Snmp/AgentxMaster.h"
 #include "platform/Snmp/TrapManager.h"
 
@@ -32,17 +35,43 @@ namespace {
 
 constexpr const char* kAppName = "fhrp-snmpd";
 
-// Each address once, before the agent opens them all: "ADDRESS: reason", or empty.
-Kiv::String8 listenFailure(const Kiv::String8& addresses) {
-  for (std::size_t start = 0; start <= addresses.size();) {
-    const std::size_t comma = std::min(addresses.find(',', start), addresses.size());
-    const Kiv::String8 address = addresses.substr(start, comma - start);
-    start = comma + 1;
-    if (Kiv::String8 why = whyNotOpened(true, "snmp", address); !why.empty()) {
-      return address + ": " + why;
+// How opening an address went: the errno (0 when it opened) and the reason in the system's
+// words, and whether only this machine reaches it.
+struct Opening {
+  int error = 0;
+  Kiv::String8 why;
+  bool local = false;
+};
+
+// A socket bound to a loopback or Unix address: no other machine sends to it.
+bool localOnly(int fd) {
+  sockaddr_storage address{};
+  socklen_t len = sizeof address;
+  if (fd < 0 || getsockname(fd, reinterpret_cast<sockaddr*>(&address), &len) != 0) return false;
+  switch (address.ss_family) {
+    case AF_UNIX:
+      return true;
+    case AF_INET:
+      return (ntohl(reinterpret_cast<const sockaddr_in&>(address).sin_addr.s_addr) >> 24) == 127;
+    case AF_INET6: {
+      const in6_addr& a = reinterpret_cast<const sockaddr_in6&>(address).sin6_addr;
+      return IN6_IS_ADDR_LOOPBACK(&a) || (IN6_IS_ADDR_V4MAPPED(&a) && a.s6_addr[12] == 127);
     }
+    default:
+      return false;
   }
-  return "";
+}
+
+Opening tryOpen(bool server, const char* application, const Kiv::String8& address) {
+  errno = 0;
+  netsnmp_transport* t = server ? netsnmp_transport_open_server(application, address.c_str())
+                                : netsnmp_transport_open_client(application, address.c_str());
+  const int error = errno;
+  if (!t) return {error, error ? std::strerror(error) : "unknown host or bad address", false};
+  const bool local = localOnly(t->sock);
+  if (t->f_close) t->f_close(t);
+  netsnmp_transport_free(t);
+  return {0, "", local};
 }
 
 void configLine(const Kiv::String8& line) {
@@ -54,7 +83,7 @@ void configLine(const Kiv::String8& line) {
 // with blocking sends. A receiver that accepts the connection but stops reading would, once
 // the socket buffers fill, stall the one thread that also answers every request; losing its
 // notifications is the lesser harm. Right after configuration the agent's only connected
-// stream sockets are such sinks: its listening sockets are not connected yet.
+// stream sockets are such sinks: its listening sockets are not even open yet.
 void nonBlockingStreamSinks() {
   netsnmp_large_fd_set fds;
   netsnmp_large_fd_set_init(&fds, FD_SETSIZE);
@@ -78,14 +107,7 @@ void nonBlockingStreamSinks() {
 }  // namespace
 
 Kiv::String8 whyNotOpened(bool server, const char* application, const Kiv::String8& address) {
-  errno = 0;
-  netsnmp_transport* t = server ? netsnmp_transport_open_server(application, address.c_str())
-                                : netsnmp_transport_open_client(application, address.c_str());
-  const int error = errno;
-  if (!t) return error ? std::strerror(error) : "unknown host or bad address";
-  if (t->f_close) t->f_close(t);
-  netsnmp_transport_free(t);
-  return "";
+  return tryOpen(server, application, address).why;
 }
 
 SnmpHost::SnmpHost(const Options& options) : options_(options) {}
@@ -160,24 +182,46 @@ void SnmpHost::initAgent() {
 
 void SnmpHost::open() {
   if (!options_.agentx()) {
-    if (options_.serveCommunity) configLine("rocommunity " + options_.community);
+    if (options_.serveCommunity) configLine(rocommunityLine(options_.community));
+    if (!options_.trapSinks.empty()) configLine(trapCommunityLine(options_.community));
     for (const auto& sink : options_.trapSinks) {
+      const Kiv::String8 line = trapSinkLine(sink);
       // net-snmp reports a sink it cannot open with no reason and from no file.
       if (Kiv::String8 why = whyNotOpened(false, "snmptrap", sink); !why.empty()) {
         throw Kiv::RangeException("--trap-sink " + sink + ": " + why);
       }
-      configLine("trap2sink " + sink + " " + options_.community);
+      configLine(line);
     }
   }
   init_snmp(kAppName);
   if (!DaemonLog::startError().empty()) throw Kiv::RangeException(DaemonLog::startError());
-  if (!options_.agentx()) {
-    if (const Kiv::String8 failure = listenFailure(options_.listen); !failure.empty()) {
-      throw Kiv::RangeException("cannot listen on " + failure);
+  if (!options_.agentx()) nonBlockingStreamSinks();
+}
+
+Kiv::String8 SnmpHost::listen() {
+  // Each address once, before the agent opens them all.
+  Kiv::String8 missing;
+  bool local = true;
+  for (std::size_t start = 0; start <= options_.listen.size();) {
+    const std::size_t comma = std::min(options_.listen.find(',', start), options_.listen.size());
+    const Kiv::String8 address = options_.listen.substr(start, comma - start);
+    start = comma + 1;
+    const Opening opening = tryOpen(true, "snmp", address);
+    if (opening.error == EADDRNOTAVAIL) {
+      if (missing.empty()) missing = address;
+    } else if (!opening.why.empty()) {
+      throw Kiv::RangeException("cannot listen on " + address + ": " + opening.why);
     }
-    if (init_master_agent() != 0) throw Kiv::RangeException("cannot listen on " + options_.listen);
-    nonBlockingStreamSinks();
+    local = local && opening.local;
   }
+  if (!missing.empty()) return missing;
+  if (init_master_agent() != 0) throw Kiv::RangeException("cannot listen on " + options_.listen);
+  if (!local && options_.serveCommunity && options_.community == kDefaultCommunity) {
+    Log::warning("--listen " + options_.listen + " answers the community " + kDefaultCommunity +
+                 " from other machines; give --community NAME, or --no-community with SNMPv3 "
+                 "users in --config, to change that");
+  }
+  return "";
 }
 
 void SnmpHost::commit() {

@@ -22,9 +22,13 @@ class SnmpHost {
 
   // Before registering MIB handlers: library settings and init_agent.
   void initAgent();
-  // After registering: reads configuration and opens the listening ports (or the
-  // AgentX session). A port that cannot be opened raises Kiv::RangeException.
+  // After registering: reads configuration (and opens the AgentX session). A value that no
+  // configuration line carries, or a line net-snmp rejects, raises Kiv::RangeException.
   void open();
+  // A standalone agent, after open(): opens the listening ports. Empty when they are open, else
+  // the first address that no interface holds yet, which waiting may mend (see AddressWait.h);
+  // any other failure (a port in use) raises Kiv::RangeException.
+  Kiv::String8 listen();
   // Serves requests until stop() is called (from a callback on the loop).
   void run(const std::function<void()>& afterEachTurn);
   void stop() { running_ = false; }

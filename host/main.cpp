@@ -6,12 +6,15 @@
 
 #include <systemd/sd-daemon.h>
 
+#include "host/AddressWait.h"
 #include "host/AgentxLink.h"
+#include "host/Capabilities.h"
 #include "host/DaemonLog.h"
 #include "host/Options.h"
 #include "host/Service.h"
 #include "host/Signals.h"
 #include "host/SnmpHost.h"
+#include "host/Systemd.h"
 #include "host/Watchdog.h"
 #include "kiv/Exception.h"
 #include "platform/Log.h"
@@ -43,6 +46,11 @@ std::unique_ptr<Sources::Source> newSource(const Host::Options& options,
 }
 
 int serve(const Host::Options& options) {
+  Host::Systemd::start();
+  // The loop feeds the watchdog from its first turn: READY=1 may come while the agent still
+  // waits for its master, and a late master must not look like a hung loop.
+  Host::startWatchdog();
+  if (options.frrVtyDirectory.empty()) Host::dropNetRaw("a state document needs no raw socket");
   Host::Service service([&](Zentra::StatePublisher& p) { return newSource(options, p); },
                         options.notifications);
   Host::SnmpHost snmp(options);
@@ -51,13 +59,15 @@ int serve(const Host::Options& options) {
   // The source is read before any port is opened: a bad document never yields a half-started
   // agent.
   service.start();
+  // The advertisement listener's raw sockets are open, and hear interfaces that come later too.
+  if (!options.frrVtyDirectory.empty()) {
+    Host::dropNetRaw("the advertisement listener opens raw sockets at start only");
+  }
   const Kiv::String8 where = options.agentx() ? options.agentxSocket : options.listen;
   auto ready = [&] {
     snmp.commit();
     Log::info("ready on " + where);
-    // Under systemd (Type=notify) `systemctl start` returns only now; elsewhere a no-op.
-    sd_notifyf(0, "READY=1\nSTATUS=serving the VRRP-MIB on %s", where.c_str());
-    Host::startWatchdog();
+    Host::Systemd::ready(where);
   };
   // Under AgentX the daemon is ready once the master took the registration; the link may come up
   // while the configuration is read, or any time later.
@@ -74,11 +84,20 @@ int serve(const Host::Options& options) {
         snmp.store();
       });
   if (agentx) agentx->check();  // a master that refuses the MIB at once ends the start here
+  // A port in use ends the start here; an address not assigned yet is waited for.
+  const Kiv::String8 missing = agentx ? "" : snmp.listen();
   // The configuration is read and the ports are open: nothing held back is the start's reason.
   Host::DaemonLog::release();
-  if (!agentx) ready();
+  std::unique_ptr<Host::AddressWait> addressWait;
+  if (!missing.empty()) {
+    addressWait = std::make_unique<Host::AddressWait>(
+        Snmp::eventLoop(), missing, [&snmp] { return snmp.listen(); }, ready);
+  } else if (!agentx) {
+    ready();
+  }
   snmp.run([&] {
     if (agentx) agentx->check();
+    if (addressWait) addressWait->check();
   });
   return 0;
 }

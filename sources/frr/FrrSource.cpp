@@ -3,7 +3,9 @@
 #include <utility>
 
 #include "platform/Log.h"
+#include "platform/Status.h"
 #include "sources/frr/FrrFeed.h"
+#include "sources/frr/VtyAdvice.h"
 
 namespace Sources {
 
@@ -18,8 +20,22 @@ void FrrSource::start() {
   auto publish = [this](const Zentra::StateDocument& snapshot) {
     publisher_.apply(snapshot, vtyDirectory_ + "/vrrpd.vty");
   };
-  auto log = [](bool warning, const Kiv::String8& line) {
-    warning ? Log::warning(line) : Log::info(line);
+  // The feed's lines about vrrpd are also the status line's "vrrpd" topic, until vrrpd answers
+  // again; a socket that cannot be reached for a reason that waiting will not mend says what
+  // to do in the same line.
+  auto log = [path = vtyDirectory_ + "/vrrpd.vty"](bool warning, const Kiv::String8& line) {
+    const bool aboutVrrpd = line.starts_with("vrrpd");
+    if (!warning) {
+      Log::info(line);
+      if (aboutVrrpd) Status::is("vrrpd", "");
+      return;
+    }
+    Kiv::String8 told = line;
+    if (aboutVrrpd) {
+      if (const Kiv::String8 advice = vtyAdvice(path); !advice.empty()) told += "; " + advice;
+      Status::is("vrrpd", told);
+    }
+    Log::warning(told);
   };
   feed_ = std::make_unique<FrrFeed>(loop_, vtyDirectory_, publish, log);
   feed_->start();

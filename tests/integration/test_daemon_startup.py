@@ -3,6 +3,8 @@ import os
 import pwd
 import signal
 import socket
+import subprocess
+import time
 from pathlib import Path
 
 import pytest
@@ -11,6 +13,9 @@ from harness import FHRP_PLUGIN, LAB_JSON, OPER_TABLE, SANITIZED, VRRP, get, snm
 
 NODE_VERSION = VRRP + ".1.1.0"
 DROP_PRIVILEGES = ("setpriv", "--reuid=nobody", "--regid=nogroup", "--clear-groups")
+# As the unit runs the daemon: a user of its own, CAP_NET_RAW ambient.
+AS_THE_UNIT = (*DROP_PRIVILEGES, "--inh-caps=+net_raw", "--ambient-caps=+net_raw")
+NET_RAW = 1 << 13
 NOWHERE = ["--listen", "udp:127.0.0.1:1"]  # never opened: the start fails before
 
 
@@ -51,6 +56,9 @@ BAD_STARTS = {
     "bad document": lambda lab, s: (["--state", lab.write("bad.json", '{"interfaces": []}'),
                                      *NOWHERE], "bad.json: $.interfaces: expected an object"),
     "unknown argument": lambda lab, s: ([*s, "--bogus"], "unknown argument '--bogus'"),
+    "control character in a community": lambda lab, s: (
+        [*s, *NOWHERE, "--community", "a\nrwcommunity b"],
+        "--community holds the control character 0x0A"),
     # Without the users and rules it holds the agent would be open: no start.
     "missing --config": lambda lab, s: ([*s, *NOWHERE, "--config", lab.dir / "none"],
                                         f"cannot read --config {lab.dir / 'none'}"),
@@ -88,8 +96,8 @@ def test_a_missing_document_is_served_empty_until_it_comes(lab):
     # A start that races the boot: the document's writer starts later.
     path = lab.dir / "state.json"
     daemon = lab.daemon("--state", path, state=False)
-    assert daemon.log().splitlines()[0] == \
-        f"fhrp-snmpd: {path} does not exist; serving no virtual routers until it is good"
+    assert f"fhrp-snmpd: {path} does not exist; serving no virtual routers until it is good" in \
+        daemon.log().splitlines()
     assert daemon.log().count(str(path)) == 1
     assert [kind for _, kind, _ in snmp("snmpwalk", daemon.address, OPER_TABLE)] == ["noSuchObject"]
     lab.state()
@@ -162,4 +170,78 @@ def test_the_plugin_names_the_user_that_cannot_read_its_document(lab):
         snmpd.describe()
     state.chmod(0o644)
     assert wait_until(lambda: len(snmp("snmpwalk", snmpd.address, OPER_TABLE)) == 8 * 14, 15), \
+        snmpd.describe()
+
+
+@pytest.fixture
+def netns():
+    if os.geteuid() != 0:
+        pytest.skip("needs root for a network namespace")
+    name = f"fhrp-boot-{os.getpid()}"
+    subprocess.run(["ip", "netns", "add", name], check=True)
+    subprocess.run(["ip", "-n", name, "link", "set", "lo", "up"], check=True)
+    yield name
+    subprocess.run(["ip", "netns", "del", name], check=False)
+
+
+def test_a_listen_address_assigned_after_the_start_is_served_without_a_restart(lab, netns):
+    at = "udp:192.0.2.9:1161"
+    daemon = lab.daemon("--listen", at, listen=False, wait=False,
+                        wrapper=("ip", "netns", "exec", netns))
+    assert daemon.wait_for(f"fhrp-snmpd: cannot listen on {at} yet: Cannot assign requested "
+                           "address; trying again every second for up to 60 s"), daemon.describe()
+    time.sleep(3)  # the network configures the address late at boot
+    subprocess.run(["ip", "-n", netns, "addr", "add", "192.0.2.9/32", "dev", "lo"], check=True)
+    assert daemon.wait_for(f"fhrp-snmpd: ready on {at}", 10), daemon.describe()
+    assert daemon.count("cannot listen") == 1
+    # Other machines reach that address, and every one of them tries the default community.
+    assert daemon.count(f"--listen {at} answers the community public from other machines; give "
+                        "--community NAME, or --no-community") == 1
+    answer = subprocess.run(["ip", "netns", "exec", netns, "snmpget", "-v2c", "-c", "public",
+                             "-On", at[4:], NODE_VERSION], capture_output=True, text=True,
+                            env=lab.env, timeout=30)
+    assert answer.stdout.strip() == f"{NODE_VERSION} = INTEGER: 2", answer.stderr
+
+
+def unreachable_vrrpd(lab):
+    """A vty folder whose vrrpd.vty only root's group may open."""
+    lab.dir.chmod(0o755)
+    vty = lab.dir / "frr"
+    vty.mkdir(mode=0o755)
+    lab.vty = socket.socket(socket.AF_UNIX)  # open until the test ends
+    lab.vty.bind(str(vty / "vrrpd.vty"))
+    (vty / "vrrpd.vty").chmod(0o770)
+    return vty, "(the owner group of {}/vrrpd.vty) and restart ".format(vty)
+
+
+def holds_net_raw(pid):
+    """In any set it could use or hand on: effective, permitted, ambient."""
+    return any(int(line.split()[1], 16) & NET_RAW
+               for line in Path(f"/proc/{pid}/status").read_text().splitlines()
+               if line.split(":")[0] in ("CapEff", "CapPrm", "CapAmb"))
+
+
+def test_net_raw_is_held_only_until_the_listener_is_open_and_vrrpd_s_group_is_named(lab):
+    if os.geteuid() != 0:
+        pytest.skip("needs root to run the daemon as another user with a capability")
+    vty, owner = unreachable_vrrpd(lab)
+    (lab.dir / "persist").mkdir()
+    os.chown(lab.dir / "persist", pwd.getpwnam("nobody").pw_uid, -1)
+    daemon = lab.daemon("--frr", "--frr-vty", vty, state=False, wrapper=AS_THE_UNIT)
+    assert not holds_net_raw(daemon.pid)
+    # The raw socket opened before: the listener hears advertisements.
+    assert "cannot listen to VRRP advertisements" not in daemon.log()
+    assert daemon.count(f"Permission denied); its routers read initialize until it does; add the "
+                        f"user nobody to the group root {owner}fhrp-snmpd") == 1, daemon.describe()
+    # A state document opens no raw socket: root's capability is gone from the start.
+    assert not holds_net_raw(lab.daemon().pid)
+
+
+def test_the_plugin_opens_vrrpd_s_socket_as_snmpd_s_user_and_names_its_group(lab):
+    if SANITIZED or os.geteuid() != 0:
+        pytest.skip("needs an uninstrumented plug-in and root for snmpd to drop")
+    vty, owner = unreachable_vrrpd(lab)
+    snmpd = lab.snmpd(["agentuser nobody", "agentgroup nogroup",
+                       f"dlmod fhrpsnmp {FHRP_PLUGIN}", f"fhrpFrr {vty}"])
+    assert snmpd.wait_for(f"add the user nobody to the group root {owner}snmpd"), \
         snmpd.describe()

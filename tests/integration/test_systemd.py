@@ -1,6 +1,7 @@
 """fhrp-snmpd as the systemd unit runs it: our socket is NOTIFY_SOCKET, its log the journal."""
 import os
 import socket
+import time
 
 from harness import VRRP, get
 
@@ -27,3 +28,36 @@ def test_ready_once_it_answers_watchdog_pings_stopping_on_sigterm_and_journal_pr
         assert set(last) <= {b"WATCHDOG=1"}
     # A child whose stderr went elsewhere inherits the variable, not the journal: plain lines.
     assert "<6>" not in lab.daemon(env=env).log()
+
+
+def until_ready(notify):
+    messages = [notify.recv(4096).decode()]
+    while not messages[-1].startswith("READY=1"):
+        messages.append(notify.recv(4096).decode())
+    return messages
+
+
+def test_a_late_agentx_master_holds_no_start_and_its_socket_is_the_status(lab):
+    master = lab.dir / "agentx.sock"
+    serving = f"STATUS=serving the VRRP-MIB and the VRRPv3-MIB on {master}"
+    with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as notify:
+        notify.bind(str(lab.dir / "notify"))
+        notify.settimeout(10)
+        env = dict(lab.env, NOTIFY_SOCKET=str(lab.dir / "notify"))
+        started = time.monotonic()
+        daemon = lab.daemon("--agentx", master, listen=False, wait=False, env=env)
+        # Units ordered after it start within the grace period, told what it waits for.
+        assert until_ready(notify)[-1] == \
+            f"READY=1\nSTATUS=waiting for the AgentX master at {master}: No such file or directory"
+        assert time.monotonic() - started < 5
+        assert "ready on" not in daemon.log()
+        lab.snmpd()
+        assert daemon.wait_for(f"fhrp-snmpd: ready on {master}", 30), daemon.describe()
+        assert notify.recv(4096).decode() == serving
+        assert daemon.stop() == 0
+
+        # A master that is there: READY=1 comes once it took the MIB.
+        notify.recv(4096)  # STOPPING=1
+        daemon = lab.daemon("--agentx", master, listen=False, wait=False, env=env)
+        assert until_ready(notify)[-1] == f"READY=1\n{serving}"
+        assert daemon.wait_for(f"fhrp-snmpd: ready on {master}"), daemon.describe()
