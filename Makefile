@@ -6,10 +6,11 @@ PACKAGES := build-essential cmake ninja-build pkg-config libsnmp-dev snmp snmpd 
             libgtest-dev libgmock-dev googletest libbenchmark-dev clang libclang-rt-14-dev \
             clang-format python3-pytest python3-pysnmp4 libsystemd-dev debhelper lintian \
             systemd man-db libsimdjson-dev frr iproute2 libmnl-dev debootstrap systemd-container \
-            libcap-dev
+            libcap-dev prometheus-snmp-exporter prometheus
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 
-.PHONY: all deps build asan test fuzz format format-check clean demo bench package systemd-check
+.PHONY: all deps build asan test fuzz format format-check clean demo bench package systemd-check \
+        prometheus-config
 
 all: build
 
@@ -103,6 +104,12 @@ package: deps
 # DEB=dist/fhrp-snmp_VERSION_ARCH.deb takes a package already built instead of building it.
 systemd-check: deps
 	scripts/systemd-check.sh $(DEB)
+
+# examples/prometheus/snmp.yml from generator.yml and the MIB files in examples/mibs;
+# tests/integration/test_prometheus.py fails when the committed file differs from the result.
+prometheus-config: deps
+	cd examples/prometheus && MIBDIRS=$(CURDIR)/examples/mibs \
+	  prometheus-snmp-generator --fail-on-parse-errors generate
 
 # Builds the daemon and runs it on examples/lab.json with a local trap receiver.
 demo: deps
