@@ -3,16 +3,29 @@
 // byte; the answer is text ending in three NUL bytes and a status byte (0: success).
 #include <cstddef>
 #include <string_view>
+#include <utility>
 
 #include "kiv/Exception.h"
 #include "kiv/Types.h"
 
 namespace Sources {
 
-// A vty that cannot be reached or answers outside its protocol.
+// A vty that cannot be reached, hangs up, keeps its answer too long or answers outside its
+// protocol. The cause tells a daemon that is gone from one that is only slow or confused: only
+// the first says anything about its routers.
 class VtyError : public Kiv::RangeException {
  public:
-  using Kiv::RangeException::RangeException;
+  enum class Cause {
+    gone,    // the socket cannot be reached, or the daemon closed the connection
+    late,    // no answer within the client's bound; the daemon may still be alive
+    answer,  // an answer with a failure status, or bytes outside the protocol
+  };
+  explicit VtyError(Kiv::String8 message, Cause cause = Cause::answer)
+      : Kiv::RangeException(std::move(message)), cause_(cause) {}
+  Cause cause() const { return cause_; }
+
+ private:
+  Cause cause_;
 };
 
 // The bytes that send `command`; a command holding a NUL byte or a newline would be read as
