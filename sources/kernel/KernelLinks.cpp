@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "kiv/Exception.h"
+#include "kiv/Trace.h"
 
 namespace Sources {
 namespace {
@@ -76,6 +77,7 @@ void KernelLinks::readEvents() {
     table_.apply(std::string_view(buffer, static_cast<std::size_t>(length)));
     changed = true;
   }
+  if (lost) KIV_TRACE(Kiv::traceHandle("Sources"), 1, "rtnetlink lost events: dumping again");
   // Events were lost: only a dump tells what the kernel holds now. Until one succeeds the events
   // that follow still apply to the last view, newer than it either way.
   if (lost && resync()) changed = false;
