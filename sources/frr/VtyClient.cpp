@@ -37,7 +37,7 @@ void VtyClient::close() {
   }
   fd_ = -1;
   queue_.clear();
-  reply_ = VtyReply();
+  reply_.clear();
 }
 
 void VtyClient::connect() {
@@ -115,16 +115,16 @@ void VtyClient::readable() {
     timer_.reset();
     Pending done = std::move(queue_.front());
     queue_.pop_front();
-    VtyReply reply = std::move(reply_);
-    reply_ = VtyReply();
+    std::swap(reply_, answered_);
+    reply_.clear();
     if (!queue_.empty()) send();
-    if (reply.status() == 0) {
-      done.onAnswer(reply.text());
+    if (answered_.status() == 0) {
+      done.onAnswer(answered_.text());
     } else {
-      Kiv::String8 text(reply.text());
+      Kiv::String8 text(answered_.text());
       while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
       done.onFailure(VtyError(socketPath_ + ": '" + done.command + "' failed (status " +
-                              std::to_string(reply.status()) + "): " + text));
+                              std::to_string(answered_.status()) + "): " + text));
     }
     // The callbacks may have closed this connection or queued more: read on only if open.
     if (fd_ < 0) return;

@@ -66,6 +66,7 @@ class VtyClient {
   int fd_ = -1;
   std::deque<Pending> queue_;  // the front one is on the wire
   VtyReply reply_;
+  VtyReply answered_;                              // the last answer, while its callback reads it
   std::optional<Loop::EventLoop::TimerId> timer_;  // set while a command is on the wire
 };
 

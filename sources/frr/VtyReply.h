@@ -41,6 +41,12 @@ class VtyReply {
   // True once the answer is complete. VtyError when it grows past the limit or bytes follow
   // its end (the daemon answered something that was never asked).
   bool feed(std::string_view bytes);
+  // Ready for the next answer; the buffer stays, so that a large answer every second allocates
+  // nothing.
+  void clear() {
+    bytes_.clear();
+    complete_ = false;
+  }
   bool complete() const { return complete_; }
   // Valid once complete: the text without the terminator, and the status byte.
   std::string_view text() const;
