@@ -13,18 +13,19 @@ set -uo pipefail
 cd "$(dirname "$0")/.."
 
 seconds=${FUZZ_SECONDS:-60}
-all_targets=(fuzz_keys fuzz_state_document fuzz_snmp_request fuzz_vrrpd_reply)
+all_targets=(fuzz_keys fuzz_state_document fuzz_snmp_request fuzz_vrrpd_reply fuzz_netlink)
 targets=("$@")
 [ ${#targets[@]} -eq 0 ] && targets=("${all_targets[@]}")
 
 # Longest input per target: a key text, two state documents, one SNMP message as large as a
-# UDP datagram usually is.
+# UDP datagram usually is, a few netlink datagrams.
 max_len() {
   case "$1" in
     fuzz_keys) echo 512 ;;
     fuzz_state_document) echo 16384 ;;
     fuzz_snmp_request) echo 1500 ;;
     fuzz_vrrpd_reply) echo 16384 ;;
+    fuzz_netlink) echo 32768 ;;
     *) echo 4096 ;;
   esac
 }

@@ -28,15 +28,17 @@ bool isVrrpMac(const Lirex::EthAddr& mac) {
   return b[0] == 0x00 && b[1] == 0x00 && b[2] == 0x5e && b[3] == 0x00 && b[4] == 0x01;
 }
 
-int callback(const nlmsghdr* message, void* table) {
-  static_cast<LinkTable*>(table)->handle(message);
-  return MNL_CB_OK;
-}
-
 }  // namespace
 
 void LinkTable::apply(std::string_view datagram) {
-  mnl_cb_run(datagram.data(), datagram.size(), 0, 0, callback, this);
+  // Not libmnl's walk: it reads a length past 2 GiB as a negative one and steps outside the
+  // datagram. This one stops at the first length the datagram does not hold.
+  while (datagram.size() >= sizeof(nlmsghdr)) {
+    const auto* message = reinterpret_cast<const nlmsghdr*>(datagram.data());
+    if (message->nlmsg_len < sizeof(nlmsghdr) || message->nlmsg_len > datagram.size()) return;
+    handle(message);
+    datagram.remove_prefix(std::min<std::size_t>(NLMSG_ALIGN(message->nlmsg_len), datagram.size()));
+  }
 }
 
 void LinkTable::handle(const nlmsghdr* message) {
