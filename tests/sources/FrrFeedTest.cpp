@@ -2,7 +2,6 @@
 // the test answers by hand, and an rtnetlink whose events and dumps the test writes.
 #include <gtest/gtest.h>
 #include <libmnl/libmnl.h>
-#include <linux/if.h>
 #include <linux/rtnetlink.h>
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -27,13 +26,12 @@ constexpr int kParent = 70000;  // an ifIndex no interface has: no multicast gro
 const std::string kShowConfig = "show yang operational-data /frr-interface:lib with-config";
 
 // An RTM_NEWLINK (or another type) of the parent eth0 (vrid 0) or of a router's macvlan on it.
-std::string link(U8 vrid, bool protodown, bool carrier = true, U16 type = RTM_NEWLINK) {
+std::string link(U8 vrid, bool protodown, U16 type = RTM_NEWLINK) {
   alignas(nlmsghdr) char buffer[256];
   nlmsghdr* m = mnl_nlmsg_put_header(buffer);
   m->nlmsg_type = type;
   auto* info = static_cast<ifinfomsg*>(mnl_nlmsg_put_extra_header(m, sizeof(ifinfomsg)));
   info->ifi_index = kParent + vrid;
-  info->ifi_flags = carrier ? IFF_LOWER_UP : 0;
   mnl_attr_put_strz(m, IFLA_IFNAME, vrid ? ("vrrp" + std::to_string(vrid)).c_str() : "eth0");
   const U8 mac[6] = {0, 0, 0x5e, 0, static_cast<U8>(vrid ? 1 : 9), vrid};
   mnl_attr_put(m, IFLA_ADDRESS, sizeof(mac), mac);
@@ -139,8 +137,8 @@ struct Feed {
   const Zentra::StateDocument::VirtualRouterStatus& router(int vrid) const {
     return published.back().vrrpStatus.at(Lirex::IntfId("eth0")).at(vrid);
   }
-  void event(U8 vrid, bool protodown, bool carrier) {
-    kernel.events.push_back(link(vrid, protodown, carrier));
+  void event(U8 vrid, bool protodown) {
+    kernel.events.push_back(link(vrid, protodown));
     loop.readable(kernel.fd);
   }
 
@@ -172,27 +170,27 @@ struct Feed {
 TEST(FrrFeedTest, AFlipIsAskedAboutAtOnceAndWhatComesMeanwhileInOneFollowUp) {
   Feed f;
   f.routers = {{5, "Backup"}, {6, "Master"}};
-  f.event(5, true, true);
+  f.event(5, true);
   ASSERT_EQ(f.command(), "show vrrp interface eth0 5 json");
-  f.event(5, true, false);  // its carrier follows: no news
-  f.event(6, false, false);
+  f.event(5, true);  // its carrier follows, protodown as it was: no news
+  f.event(6, false);
   f.answer(f.show());
   EXPECT_EQ(f.router(5).state, FhrpState::backup);
   EXPECT_EQ(f.serve(), Lines{"show vrrp interface eth0 6 json"});
   EXPECT_EQ(f.router(6).state, FhrpState::master);
-  f.event(6, false, true);
+  f.event(6, false);
   EXPECT_EQ(f.serve(), Lines{});
   EXPECT_TRUE(f.lines.empty());
 }
 
-TEST(FrrFeedTest, ASlowVrrpdKeepsItsRoutersAndIsToldOfOnce) {
+TEST(FrrFeedTest, ASlowVrrpdKeepsItsRoutersAndIsToldOfOnceAGoneOneReadsInitialize) {
   Feed f;
   const std::size_t published = f.published.size();
   const double up = f.router(5).upSince;
   f.loop.advance(Sources::FrrFeed::kPollSeconds);
   ASSERT_EQ(f.command(), "show vrrp json");
   f.loop.advance(Sources::FrrFeed::kSlowSeconds);
-  f.event(6, false, false);  // waits for the answer: nothing is stacked behind it
+  f.event(6, false);  // waits for the answer: nothing is stacked behind it
   f.loop.advance(20);
   EXPECT_EQ(f.command(), "");
   f.answer(f.show());
@@ -204,11 +202,7 @@ TEST(FrrFeedTest, ASlowVrrpdKeepsItsRoutersAndIsToldOfOnce) {
   EXPECT_EQ(f.serve(), (Lines{"show vrrp json", kShowConfig}));
   EXPECT_EQ(f.published.size(), published);
   EXPECT_EQ(f.router(5).upSince, up);
-  EXPECT_EQ(f.lines, (Lines{f.slow, f.back, f.slow, f.back}));
-}
-
-TEST(FrrFeedTest, AGoneVrrpdsRoutersReadInitializeUntilItIsBack) {
-  Feed f;
+  // Gone: its routers read initialize at once, until it answers again.
   f.hangUp();
   f.loop.pollOnce(1);
   EXPECT_EQ(f.router(5).state, FhrpState::initialize);
@@ -219,7 +213,8 @@ TEST(FrrFeedTest, AGoneVrrpdsRoutersReadInitializeUntilItIsBack) {
   f.serve();
   EXPECT_EQ(f.router(5).state, FhrpState::master);
   EXPECT_GT(f.router(5).upSince, 0.0);
-  EXPECT_EQ(f.lines, (Lines{"! vrrpd does not answer (" + f.path +
+  EXPECT_EQ(f.lines, (Lines{f.slow, f.back, f.slow, f.back,
+                            "! vrrpd does not answer (" + f.path +
                                 ": No such file or directory); its routers read initialize "
                                 "until it does",
                             f.back}));
@@ -229,7 +224,7 @@ TEST(FrrFeedTest, OnlyAWholeDumpReplacesTheKernelsViewAndStaleEventsAreDropped) 
   Feed f;
   auto parents = [&f] { return f.published.back().interfaces.size(); };
   // Lost events: every router is asked about; what was queued before the dump is older than it.
-  f.kernel.events = {"", link(0, false, true, RTM_DELLINK)};
+  f.kernel.events = {"", link(0, false, RTM_DELLINK)};
   f.loop.readable(f.kernel.fd);
   EXPECT_EQ(f.serve(), Lines{"show vrrp json"});
   EXPECT_EQ(parents(), 1u);
