@@ -58,6 +58,7 @@ bool KernelLinks::resync() {
   }
   if (std::exchange(resyncFailed_, false)) log_(false, "rtnetlink: the interfaces read again");
   fresh.takeVrrpChanges();  // a dump is all news: the caller asks about every router
+  fresh.takeViewChanged();
   table_ = std::move(fresh);
   view_ = table_.view();
   return true;
@@ -81,7 +82,7 @@ void KernelLinks::readEvents() {
   // Events were lost: only a dump tells what the kernel holds now. Until one succeeds the events
   // that follow still apply to the last view, newer than it either way.
   if (lost && resync()) changed = false;
-  if (changed) view_ = table_.view();
+  if (changed && table_.takeViewChanged()) view_ = table_.view();
   if (changed || lost) onChange_(table_.takeVrrpChanges(), lost);
 }
 

@@ -84,11 +84,13 @@ void LinkTable::linkMessage(const nlmsghdr* message) {
     if (old != links_.end()) {
       noteVrrpLink(old->second);
       links_.erase(old);
+      viewChanged_ = true;
     }
     addresses_.erase(index);
     return;
   }
   if (link.name.empty()) return;
+  viewChanged_ |= old == links_.end() || old->second.name != link.name;
   if (old == links_.end() || old->second.mac != link.mac || old->second.parent != link.parent ||
       !link.protodown || old->second.protodown != link.protodown) {
     if (old != links_.end()) noteVrrpLink(old->second);
@@ -125,6 +127,7 @@ void LinkTable::addressMessage(const nlmsghdr* message) {
   } else {
     list.push_back(a);
   }
+  viewChanged_ = true;
 }
 
 KernelView LinkTable::view() const {

@@ -7,6 +7,7 @@
 #include <optional>
 #include <set>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "kiv/Types.h"
@@ -29,6 +30,8 @@ class LinkTable {
   // went or flipped its protodown since the last call. vrrpd flips protodown on every transition
   // into or out of master; the carrier change that follows it, or a new address, moves nothing.
   std::set<RouterKey> takeVrrpChanges();
+  // Whether view() changed since the last call: a failover flips links, it renames none.
+  bool takeViewChanged() { return std::exchange(viewChanged_, false); }
   // Interfaces by name: ifIndex and primary IPv4 address (the first that is not secondary).
   KernelView view() const;
 
@@ -50,6 +53,7 @@ class LinkTable {
   std::map<U32, Link> links_;
   std::map<U32, std::vector<Address>> addresses_;
   std::set<RouterKey> vrrpChanges_;
+  bool viewChanged_ = true;
 };
 
 }  // namespace Sources
