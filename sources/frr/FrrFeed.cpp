@@ -190,20 +190,33 @@ void FrrFeed::askAll(bool configuration) {
           return answered(std::move(routers), false, started);
         }
         auto read = std::make_shared<std::vector<VrrpdRouter>>(std::move(routers));
+        // Without its configuration (another FRR may not know the command) the routers still
+        // show, each at the priority it runs at.
+        auto withoutConfiguration = [this, read, started](const Kiv::String8& reason) {
+          if (!std::exchange(configurationUnread_, true)) {
+            log_(true, "vrrpd's configuration cannot be read (" + reason +
+                           "); each router's priority reads as the one it runs at");
+          }
+          answered(std::move(*read), false, started);
+        };
         ask(
             kShowConfig,
-            [this, read, started](std::string_view text) {
+            [this, read, started, withoutConfiguration](std::string_view text) {
               std::map<RouterKey, U32> priorities;
               try {
                 priorities = parseConfiguredPriorities(text);
               } catch (const VrrpdReplyError& e) {
-                return unreadable(e.message());
+                return withoutConfiguration(e.message());
               }
+              configurationUnread_ = false;
               bool reconfigured = priorities != inputs_.configuredPriority;
               inputs_.configuredPriority = std::move(priorities);
               answered(std::move(*read), reconfigured, started);
             },
-            onFailure);
+            [this, withoutConfiguration](const VtyError& e) {
+              if (e.cause() != VtyError::Cause::answer) return failed(e);
+              withoutConfiguration(e.message());
+            });
       },
       onFailure);
 }

@@ -94,6 +94,7 @@ class FrrFeed {
   AdvertListener adverts_;
   bool listening_ = false;
   Vrrpd vrrpd_ = Vrrpd::answers;
+  bool configurationUnread_ = false;
   // What was asked for while vrrpd was busy: it follows, so that no change is missed.
   bool wantAll_ = false;
   bool wantConfiguration_ = false;
