@@ -17,7 +17,7 @@ ROUTERS = [{"vrid": v, "interval": 3000, "addresses": [f"192.0.2.{100 + v}"],
             "priority": {"here": 200 if v % 2 else 100, "there": 100 if v % 2 else 200}}
            for v in (21, 22, 23, 24)]
 HERE = {r["vrid"]: "Master" if r["vrid"] % 2 else "Backup" for r in ROUTERS}
-THERE = {vrid: "Backup" if state == "Master" else "Master" for vrid, state in HERE.items()}
+THERE = {r["vrid"]: "Backup" if r["vrid"] % 2 else "Master" for r in ROUTERS}
 
 
 def table(frr, agent):
@@ -69,7 +69,7 @@ def test_no_false_alarm_from_lost_events_or_a_stall_and_true_ones_after_a_restar
 def stall_kill_restart(frr, trapd, agent):
     here = frr.sides["here"]
     before = table(frr, agent)
-    announced = {vrid: new_masters(trapd, here, vrid) for vrid in HERE}
+    announced = len(trapd.new_masters())
 
     # Stopped and continued: vrrpd is slow, not gone.
     os.kill(here.vrrpd.pid, signal.SIGSTOP)
@@ -80,9 +80,10 @@ def stall_kill_restart(frr, trapd, agent):
     assert after.keys() == before.keys()
     assert all(abs(after[k] - x) < 0.2 if k[0] == 13 else after[k] == x
                for k, x in before.items()), (before, after)
-    assert {vrid: new_masters(trapd, here, vrid) for vrid in HERE} == announced
+    assert len(trapd.new_masters()) == announced
 
     # Killed: gone, its routers initialize within 2 s.
+    counted = {vrid: new_masters(trapd, here, vrid) for vrid in HERE}
     os.kill(here.vrrpd.pid, signal.SIGKILL)
     assert wait_until(lambda: {x for (c, _), x in table(frr, agent).items() if c == 3} == {"1"}, 2)
 
@@ -91,8 +92,7 @@ def stall_kill_restart(frr, trapd, agent):
     here.start_vrrpd()
     assert wait_until(lambda: settled(here, HERE), 30)
     entered = Counter(v for _, v in here.transitions()) - entered
-    want = {vrid: n + entered[vrid] for vrid, n in announced.items()}
-    assert wait_until(lambda: {v: new_masters(trapd, here, v) for v in HERE} == want, 5), \
-        (entered, trapd.new_masters())
+    assert wait_until(lambda: all(new_masters(trapd, here, v) - n == entered[v]
+                                  for v, n in counted.items()), 5), (entered, trapd.new_masters())
     for line in ("vrrpd has not answered for 3 s", "vrrpd does not answer"):
         assert agent.log().count(line) == 1, agent.log()
