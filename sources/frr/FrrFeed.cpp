@@ -226,12 +226,13 @@ void FrrFeed::answered(std::vector<VrrpdRouter> routers, bool reconfigured, doub
   vrrpd_ = Vrrpd::answers;
   // The time the answer took is vrrpd's own pace, or a stall's (a stopped vrrpd), which must not
   // keep the poll away for long.
-  pollGap_ = std::clamp(kPollShare * (loop_.now() - started), kPollSeconds, kMaxPollSeconds);
+  const double gap =
+      std::clamp(kPollShare * (loop_.now() - started), kPollSeconds, kMaxPollSeconds);
   if (reconfigured || routers != inputs_.routers) {
     inputs_.routers = std::move(routers);
     routersChanged();
   }
-  schedulePoll(pollGap_);
+  schedulePoll(gap);
   next();
 }
 

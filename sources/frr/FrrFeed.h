@@ -99,7 +99,6 @@ class FrrFeed {
   bool wantAll_ = false;
   bool wantConfiguration_ = false;
   std::set<RouterKey> changed_;  // routers whose macvlan flipped, not yet asked about
-  double pollGap_ = kPollSeconds;
   std::optional<Loop::EventLoop::TimerId> poll_;
   FrrInputs inputs_;
   std::optional<Zentra::StateDocument> published_;
