@@ -58,8 +58,13 @@ def failover(args):
     try:
         frr = frr_lab.FrrLab(lab, routers, parents=args.parents)
         here, there = frr.sides["here"], frr.sides["there"]
-        assert wait_until(lambda: (here.show_vrrp() or {}).get(10, {}).get("v4", {}).get(
-            "status") == "Backup", 30)
+        # Settled: router 10 a backup here, every other one master; failovers timed while the
+        # others still start would time their start-up too.
+        def settled():
+            routers = here.show_vrrp() or {}
+            return len(routers) == len(frr.routers) and all(
+                r["v4"]["status"] == ("Backup" if v == 10 else "Master") for v, r in routers.items())
+        assert wait_until(settled, 60, 0.5)
         port = 16299
         sink = lab.spawn(here.exec("/usr/bin/python3", "-u", "-c", RECEIVER, str(port)), "sink",
                          wait_for="listening")
