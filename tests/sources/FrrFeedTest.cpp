@@ -3,18 +3,13 @@
 #include <gtest/gtest.h>
 #include <libmnl/libmnl.h>
 #include <linux/rtnetlink.h>
-#include <poll.h>
 #include <sys/eventfd.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
 
 #include <deque>
-#include <filesystem>
 #include <fstream>
 
-#include "platform/Loop/FakeEventLoop.h"
 #include "sources/frr/FrrFeed.h"
+#include "tests/sources/FakeVrrpd.h"
 
 namespace {
 
@@ -64,52 +59,19 @@ struct FakeNetlink : Sources::Rtnetlink {
   int fd = eventfd(0, 0);
 };
 
-bool ready(int fd) {
-  pollfd p{fd, POLLIN, 0};
-  return fd >= 0 && poll(&p, 1, 100) == 1;
-}
-
 // A started feed, its snapshots and log lines ("! " for a warning), and the vrrpd it asks, which
 // answers `show` (captured: routers 5, 6 and 7, all master) to `show vrrp json` and to a query
 // about one router (read the same way), and {} to the configuration query.
 struct Feed {
   Feed() {
-    std::filesystem::create_directory(dir);
-    sockaddr_un addr{AF_UNIX, {}};
-    path.copy(addr.sun_path, sizeof(addr.sun_path) - 1);
-    server = socket(AF_UNIX, SOCK_STREAM, 0);
-    EXPECT_EQ(bind(server, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)), 0);
-    ::listen(server, 8);
     feed.start();
     EXPECT_EQ(serve(), (Lines{"show vrrp json", kShowConfig}));
   }
-  ~Feed() {
-    close(conn);
-    close(server);
-    std::filesystem::remove_all(dir);
-  }
-  // The next command, or "" when none comes within a moment; a new connection is accepted.
-  std::string command() {
-    char buffer[256];
-    for (;;) {
-      if (conn < 0 && (!ready(server) || (conn = accept(server, nullptr, nullptr)) < 0)) return "";
-      if (!ready(conn)) return "";
-      ssize_t n = read(conn, buffer, sizeof(buffer));
-      if (n > 0) return std::string(buffer, static_cast<std::size_t>(n) - 1);  // and its NUL
-      close(conn);  // the agent gave this connection up
-      conn = -1;
-    }
-  }
-  void answer(std::string text) {
-    text.append(4, '\0');
-    EXPECT_EQ(write(conn, text.data(), text.size()), static_cast<ssize_t>(text.size()));
-    loop.pollOnce(1);
-  }
   Lines serve() {  // answers until the agent asks nothing more; what it asked, enable left out
     Lines heard;
-    for (std::string c = command(); !c.empty(); c = command()) {
+    for (std::string c = vrrpd.command(); !c.empty(); c = vrrpd.command()) {
       if (c != "enable") heard.push_back(c);
-      answer(c == "enable" ? "" : c == kShowConfig ? "{}" : show);
+      vrrpd.answer(c == "enable" ? "" : c == kShowConfig ? "{}" : show);
     }
     return heard;
   }
@@ -125,20 +87,17 @@ struct Feed {
     loop.readable(kernel.fd);
   }
 
-  std::string dir = testing::TempDir() + "frrfeed-" + std::to_string(getpid());
-  std::string path = dir + "/vrrpd.vty";
-  int server = -1;
-  int conn = -1;
   std::string show = [] {
     std::ifstream in(FIXTURES_DIR "/a-show-vrrp.json");
     return std::string(std::istreambuf_iterator<char>(in), {});
   }();
   Loop::FakeEventLoop loop;
+  FakeVrrpd vrrpd{loop};
   std::unique_ptr<FakeNetlink> owned = std::make_unique<FakeNetlink>();
   FakeNetlink& kernel = *owned;
   std::vector<Zentra::StateDocument> published;
   Lines lines;
-  FrrFeed feed{loop, dir, [this](const auto& d) { published.push_back(d); },
+  FrrFeed feed{loop, vrrpd.dir, [this](const auto& d) { published.push_back(d); },
                [this](bool warning, const Kiv::String8& line) {
                  // Without CAP_NET_RAW the advertisement listener says so.
                  if (line.find("advertisements") == std::string::npos) {
@@ -153,10 +112,10 @@ TEST(FrrFeedTest, AFlipIsAskedAboutAtOnceAndWhatComesMeanwhileInOneFollowUp) {
   f.set(5, "Backup");
   f.set(6, "Backup");
   f.event(link(5, true));
-  ASSERT_EQ(f.command(), "show vrrp interface cap-a0 5 json");
+  ASSERT_EQ(f.vrrpd.command(), "show vrrp interface cap-a0 5 json");
   f.event(link(5, true));  // its carrier follows, protodown as it was: no news
   f.event(link(6, true));
-  f.answer(f.show);
+  f.vrrpd.answer(f.show);
   EXPECT_EQ(f.router(5).state, FhrpState::backup);
   EXPECT_EQ(f.serve(), Lines{"show vrrp interface cap-a0 6 json"});
   EXPECT_EQ(f.router(6).state, FhrpState::backup);
@@ -168,16 +127,16 @@ TEST(FrrFeedTest, ASlowVrrpdKeepsItsRoutersAndIsToldOfOnce) {
   const std::size_t published = f.published.size();
   const double up = f.router(5).upSince;
   f.loop.advance(FrrFeed::kPollSeconds);
-  ASSERT_EQ(f.command(), "show vrrp json");
+  ASSERT_EQ(f.vrrpd.command(), "show vrrp json");
   f.loop.advance(FrrFeed::kSlowSeconds);
   f.event(link(6, true));  // waits for the answer: nothing is stacked behind it
   f.loop.advance(20);
-  EXPECT_EQ(f.command(), "");
-  f.answer(f.show);
+  EXPECT_EQ(f.vrrpd.command(), "");
+  f.vrrpd.answer(f.show);
   EXPECT_EQ(f.serve(), Lines{"show vrrp interface cap-a0 6 json"});
   // A stall that outlasts the connection: a new one asks again, the routers as they were.
   f.loop.advance(FrrFeed::kMaxPollSeconds);
-  ASSERT_EQ(f.command(), "show vrrp json");
+  ASSERT_EQ(f.vrrpd.command(), "show vrrp json");
   f.loop.advance(FrrFeed::kTimeoutSeconds);
   EXPECT_EQ(f.serve(), (Lines{"show vrrp json", kShowConfig}));
   EXPECT_EQ(f.published.size(), published);
@@ -185,7 +144,7 @@ TEST(FrrFeedTest, ASlowVrrpdKeepsItsRoutersAndIsToldOfOnce) {
   const std::string slow =
       "! vrrpd has not answered for 3 s; its routers keep their last known "
       "state until it does";
-  const std::string back = "vrrpd answers again on " + f.path;
+  const std::string back = "vrrpd answers again on " + f.vrrpd.path;
   EXPECT_EQ(f.lines, (Lines{slow, back, slow, back}));
 }
 
