@@ -38,6 +38,11 @@ void vrrpdReply(std::string_view input);
 // master falls silent in the end, and changes are told at most once per gap.
 void advert(std::string_view input);
 
+// Datagrams from rtnetlink, each after its length in two bytes (little-endian), read into the
+// kernel's view of the interfaces; each interface it names then serves a router published into
+// a mirrored state, where it must have its row.
+void netlink(std::string_view input);
+
 inline std::string_view asText(const std::uint8_t* data, std::size_t size) {
   return {reinterpret_cast<const char*>(data), size};
 }

@@ -13,12 +13,12 @@ set -uo pipefail
 cd "$(dirname "$0")/.."
 
 seconds=${FUZZ_SECONDS:-60}
-all_targets=(fuzz_keys fuzz_state_document fuzz_snmp_request fuzz_vrrpd_reply fuzz_advert)
+all_targets=(fuzz_keys fuzz_state_document fuzz_snmp_request fuzz_vrrpd_reply fuzz_advert fuzz_netlink)
 targets=("$@")
 [ ${#targets[@]} -eq 0 ] && targets=("${all_targets[@]}")
 
 # Longest input per target: a key text, two state documents, one SNMP message as large as a
-# UDP datagram usually is, a few dozen advertisements.
+# UDP datagram usually is, a few dozen advertisements, a few netlink datagrams.
 max_len() {
   case "$1" in
     fuzz_keys) echo 512 ;;
@@ -26,6 +26,7 @@ max_len() {
     fuzz_snmp_request) echo 1500 ;;
     fuzz_vrrpd_reply) echo 16384 ;;
     fuzz_advert) echo 4096 ;;
+    fuzz_netlink) echo 32768 ;;
     *) echo 4096 ;;
   esac
 }

@@ -37,27 +37,42 @@ bool sameConfiguration(const std::vector<VrrpdRouter>& a, const std::vector<Vrrp
 
 }  // namespace
 
-FrrFeed::FrrFeed(Loop::EventLoop& loop, Kiv::String8 vtyDirectory, Publish onSnapshot, Log log)
+// The routers asked about one by one, together: done once each has its answer or failure.
+struct FrrFeed::Round {
+  std::size_t left = 0;
+  bool updated = false;
+  bool reconfigured = false;
+  bool askAll = false;  // vrrpd could not tell about one alone (e.g. it no longer has it)
+  bool broken = false;  // the connection failed, and failed() took over
+};
+
+FrrFeed::FrrFeed(Loop::EventLoop& loop, Kiv::String8 vtyDirectory, Publish publish, Log log)
+    : FrrFeed(loop, std::move(vtyDirectory), std::move(publish), std::move(log), nullptr) {}
+
+FrrFeed::FrrFeed(Loop::EventLoop& loop, Kiv::String8 vtyDirectory, Publish onSnapshot, Log log,
+                 std::unique_ptr<Rtnetlink> netlink)
     : loop_(loop),
       publish_(std::move(onSnapshot)),
       log_(std::move(log)),
-      vty_(loop, vtyDirectory + "/vrrpd.vty"),
-      kernel_(loop,
-              [this](const std::set<RouterKey>& vrrpLinks, bool lost) {
-                changed_.insert(vrrpLinks.begin(), vrrpLinks.end());
-                changedAll_ |= lost;
-                if (changed_.empty() && !changedAll_) return this->publish();
-                debounce();
-              }),
+      // A hang-up with nothing asked is vrrpd exiting or restarting: the next query tells which.
+      vty_(loop, vtyDirectory + "/vrrpd.vty",
+           VtyClient::Watch{[this] { slow(); }, [this] { query(false); }}, kSlowSeconds,
+           kTimeoutSeconds),
+      kernel_(
+          loop,
+          [this](const std::set<RouterKey>& vrrpLinks, bool lost) {
+            linksChanged(vrrpLinks, lost);
+          },
+          log_, std::move(netlink)),
       adverts_(loop, [this] { this->publish(); }) {}
 
 FrrFeed::~FrrFeed() {
-  if (debounce_) loop_.timerDel(*debounce_);
   if (poll_) loop_.timerDel(*poll_);
 }
 
 void FrrFeed::start() {
   kernel_.start();
+  inputs_.kernel = kernel_.view();
   try {
     adverts_.start();
     listening_ = true;
@@ -73,53 +88,200 @@ void FrrFeed::refresh() {
   query(true);
 }
 
-void FrrFeed::debounce() {
-  // A failover flips several macvlans within a millisecond or two: one query for all of them.
-  if (debounce_) return;
-  debounce_ = loop_.timerIs(kDebounceSeconds, false, "FRR link debounce", [this] {
-    debounce_.reset();
-    queryChanged();
-  });
+void FrrFeed::linksChanged(const std::set<RouterKey>& vrrpLinks, bool lost) {
+  if (kernel_.view() != inputs_.kernel) {
+    inputs_.kernel = kernel_.view();
+    publish();
+  }
+  changed_.insert(vrrpLinks.begin(), vrrpLinks.end());
+  wantAll_ |= lost;
+  next();
 }
 
-void FrrFeed::queryChanged() {
+void FrrFeed::query(bool configuration) {
+  wantAll_ = true;
+  wantConfiguration_ |= configuration;
+  next();
+}
+
+void FrrFeed::next() {
+  // One query at a time: what comes up meanwhile waits for its answer, and is asked in one go.
+  if (vty_.busy()) return;
+  if (wantAll_ || wantConfiguration_) {
+    wantAll_ = false;
+    changed_.clear();
+    return askAll(std::exchange(wantConfiguration_, false));
+  }
+  if (!changed_.empty()) askChanged();
+}
+
+void FrrFeed::ask(const Kiv::String8& command, VtyClient::OnAnswer onAnswer,
+                  VtyClient::OnFailure onFailure) {
+  KIV_TRACE(trace(), 2, "asking vrrpd: " << command);
+  vty_.query(command, std::move(onAnswer), std::move(onFailure));
+}
+
+void FrrFeed::askChanged() {
   std::set<RouterKey> changed = std::exchange(changed_, {});
   bool known = std::all_of(changed.begin(), changed.end(), [this](const RouterKey& key) {
     return std::any_of(inputs_.routers.begin(), inputs_.routers.end(), [&](const VrrpdRouter& r) {
       return r.parent == key.first && r.vrid == key.second;
     });
   });
-  if (std::exchange(changedAll_, false) || !known || changed.size() > kRoutersAskedAlone ||
-      vty_.busy() || !vrrpdAnswers_) {
-    return query(false);
+  if (!known || changed.size() > kRoutersAskedAlone || vrrpd_ != Vrrpd::answers) {
+    return askAll(false);
   }
   // Only the routers that moved: with hundreds of routers the whole answer takes vrrpd a
   // hundred times longer to compose.
-  auto left = std::make_shared<std::size_t>(changed.size());
-  auto reconfigured = std::make_shared<bool>(false);
+  auto round = std::make_shared<Round>();
+  round->left = changed.size();
+  auto done = [this, round] {
+    if (--round->left > 0 || round->broken) return;
+    if (round->updated) routersChanged();
+    // A priority change moves routers too: its configured value is read at once.
+    wantAll_ |= round->askAll;
+    wantConfiguration_ |= round->reconfigured;
+    next();
+  };
   for (const RouterKey& key : changed) {
-    vty_.query(
+    ask(
         "show vrrp interface " + key.first.name() + " " + std::to_string(key.second) + " json",
-        [this, left, reconfigured](std::string_view text) {
+        [this, round, done](std::string_view text) {
           try {
             for (VrrpdRouter& fresh : parseShowVrrp(text)) {
               for (VrrpdRouter& r : inputs_.routers) {
-                if (r.parent != fresh.parent || r.vrid != fresh.vrid) continue;
-                *reconfigured |= !sameConfiguration(r, fresh);
+                if (r.parent != fresh.parent || r.vrid != fresh.vrid || r == fresh) continue;
+                round->reconfigured |= !sameConfiguration(r, fresh);
+                round->updated = true;
                 r = std::move(fresh);
               }
             }
-          } catch (const VrrpdReplyError& e) {
-            return failed(e.message());
+          } catch (const VrrpdReplyError&) {
+            round->askAll = true;
           }
-          if (--*left > 0) return;
-          trackUpSince(inputs_.upSince, inputs_.routers, Kiv::now());
-          publish();
-          // A priority change moves routers too: its configured value is read at once.
-          if (*reconfigured) query(true);
+          done();
         },
-        [this](const VtyError& e) { failed(e.message()); });
+        [this, round, done](const VtyError& e) {
+          if (e.cause() == VtyError::Cause::answer) {
+            round->askAll = true;
+          } else if (!std::exchange(round->broken, true)) {
+            failed(e);
+          }
+          done();
+        });
   }
+}
+
+void FrrFeed::askAll(bool configuration) {
+  double started = loop_.now();
+  auto onFailure = [this](const VtyError& e) { failed(e); };
+  ask(
+      kShowVrrp,
+      [this, configuration, started, onFailure](std::string_view text) {
+        std::vector<VrrpdRouter> routers;
+        try {
+          routers = parseShowVrrp(text);
+        } catch (const VrrpdReplyError& e) {
+          return unreadable(e.message());
+        }
+        // After vrrpd was gone its configuration may be another one altogether.
+        if (!configuration && vrrpd_ != Vrrpd::gone &&
+            sameConfiguration(routers, inputs_.routers)) {
+          return answered(std::move(routers), false, started);
+        }
+        auto read = std::make_shared<std::vector<VrrpdRouter>>(std::move(routers));
+        // Without its configuration (another FRR may not know the command) the routers still
+        // show, each at the priority it runs at.
+        auto withoutConfiguration = [this, read, started](const Kiv::String8& reason) {
+          if (!std::exchange(configurationUnread_, true)) {
+            log_(true, "vrrpd's configuration cannot be read (" + reason +
+                           "); each router's priority reads as the one it runs at");
+          }
+          answered(std::move(*read), false, started);
+        };
+        ask(
+            kShowConfig,
+            [this, read, started, withoutConfiguration](std::string_view text) {
+              std::map<RouterKey, U32> priorities;
+              try {
+                priorities = parseConfiguredPriorities(text);
+              } catch (const VrrpdReplyError& e) {
+                return withoutConfiguration(e.message());
+              }
+              configurationUnread_ = false;
+              bool reconfigured = priorities != inputs_.configuredPriority;
+              inputs_.configuredPriority = std::move(priorities);
+              answered(std::move(*read), reconfigured, started);
+            },
+            [this, withoutConfiguration](const VtyError& e) {
+              if (e.cause() != VtyError::Cause::answer) return failed(e);
+              withoutConfiguration(e.message());
+            });
+      },
+      onFailure);
+}
+
+void FrrFeed::answered(std::vector<VrrpdRouter> routers, bool reconfigured, double started) {
+  if (vrrpd_ != Vrrpd::answers) log_(false, "vrrpd answers again on " + vty_.socketPath());
+  vrrpd_ = Vrrpd::answers;
+  // The time the answer took is vrrpd's own pace, or a stall's (a stopped vrrpd), which must not
+  // keep the poll away for long.
+  const double gap =
+      std::clamp(kPollShare * (loop_.now() - started), kPollSeconds, kMaxPollSeconds);
+  if (reconfigured || routers != inputs_.routers) {
+    inputs_.routers = std::move(routers);
+    routersChanged();
+  }
+  schedulePoll(gap);
+  next();
+}
+
+void FrrFeed::failed(const VtyError& error) {
+  switch (error.cause()) {
+    case VtyError::Cause::gone:
+      return gone(error.message());
+    case VtyError::Cause::late:
+      // The connection is given up, not vrrpd: a new one asks again, the routers as they were.
+      return query(true);
+    case VtyError::Cause::answer:
+      return unreadable(error.message());
+  }
+}
+
+void FrrFeed::slow() {
+  if (vrrpd_ != Vrrpd::answers) return;
+  vrrpd_ = Vrrpd::slow;
+  log_(true, "vrrpd has not answered for " + std::to_string(static_cast<int>(kSlowSeconds)) +
+                 " s; its routers keep their last known state until it does");
+}
+
+void FrrFeed::unreadable(const Kiv::String8& reason) {
+  if (vrrpd_ == Vrrpd::answers || vrrpd_ == Vrrpd::slow) {
+    log_(true, "vrrpd's answer cannot be read (" + reason +
+                   "); its routers keep their last known state until it can");
+    vrrpd_ = Vrrpd::unreadable;
+  }
+  schedulePoll(kPollSeconds);
+}
+
+void FrrFeed::gone(const Kiv::String8& reason) {
+  if (vrrpd_ != Vrrpd::gone) {
+    log_(true, "vrrpd does not answer (" + reason + "); its routers read initialize until it does");
+  }
+  vrrpd_ = Vrrpd::gone;
+  vty_.close();
+  wantAll_ = wantConfiguration_ = false;
+  changed_.clear();
+  // The routers vrrpd last reported stay, none of them running.
+  bool changed = false;
+  for (VrrpdRouter& r : inputs_.routers) {
+    changed |=
+        r.state != Routing::Fhrp::FhrpState::initialize || r.primaryAddress != Lirex::IpAddr();
+    r.state = Routing::Fhrp::FhrpState::initialize;
+    r.primaryAddress = Lirex::IpAddr();
+  }
+  if (changed) routersChanged();
+  schedulePoll(kPollSeconds);
 }
 
 void FrrFeed::schedulePoll(double seconds) {
@@ -130,73 +292,14 @@ void FrrFeed::schedulePoll(double seconds) {
   });
 }
 
-void FrrFeed::query(bool configuration) {
-  if (vty_.busy()) {
-    again_ = true;
-    againConfiguration_ |= configuration;
-    return;
-  }
-  double started = loop_.now();
-  auto onFailure = [this](const VtyError& e) { failed(e.message()); };
-  vty_.query(
-      kShowVrrp,
-      [this, configuration, started, onFailure](std::string_view text) {
-        std::vector<VrrpdRouter> routers;
-        try {
-          routers = parseShowVrrp(text);
-        } catch (const VrrpdReplyError& e) {
-          return failed(e.message());
-        }
-        if (!configuration && vrrpdAnswers_ && sameConfiguration(routers, inputs_.routers)) {
-          return answered(std::move(routers), started);
-        }
-        auto read = std::make_shared<std::vector<VrrpdRouter>>(std::move(routers));
-        vty_.query(
-            kShowConfig,
-            [this, read, started](std::string_view text) {
-              try {
-                inputs_.configuredPriority = parseConfiguredPriorities(text);
-              } catch (const VrrpdReplyError& e) {
-                return failed(e.message());
-              }
-              answered(std::move(*read), started);
-            },
-            onFailure);
-      },
-      onFailure);
-}
-
-void FrrFeed::answered(std::vector<VrrpdRouter> routers, double started) {
-  inputs_.routers = std::move(routers);
-  if (!vrrpdAnswers_) log_(false, "vrrpd answers again on " + vty_.socketPath());
-  vrrpdAnswers_ = true;
+void FrrFeed::routersChanged() {
+  // Up times start where vrrpd says a router left initialize, and only there: a stall or a
+  // resync changes no state, so it keeps them.
   trackUpSince(inputs_.upSince, inputs_.routers, Kiv::now());
   publish();
-  schedulePoll(std::max(kPollSeconds, kPollShare * (loop_.now() - started)));
-  if (again_) {
-    again_ = false;
-    query(std::exchange(againConfiguration_, false));
-  }
 }
 
-void FrrFeed::failed(const Kiv::String8& reason) {
-  if (vrrpdAnswers_) {
-    log_(true, "vrrpd does not answer (" + reason + "); its routers read initialize until it does");
-  }
-  vrrpdAnswers_ = false;
-  vty_.close();
-  again_ = againConfiguration_ = false;
-  // The routers vrrpd last reported stay, none of them running.
-  for (VrrpdRouter& r : inputs_.routers) {
-    r.state = Routing::Fhrp::FhrpState::initialize;
-    r.primaryAddress = Lirex::IpAddr();
-  }
-  trackUpSince(inputs_.upSince, inputs_.routers, Kiv::now());
-  publish();
-  schedulePoll(kPollSeconds);
-}
 void FrrFeed::publish() {
-  inputs_.kernel = kernel_.view();
   AdvertListener::Parents parents;  // a parent's subnet is where its adverts may come from
   for (const VrrpdRouter& r : inputs_.routers) {
     auto it = inputs_.kernel.ifIndex.find(r.parent);

@@ -16,6 +16,7 @@ namespace Sources {
 struct KernelView {
   std::map<Lirex::IntfId, U32> ifIndex;
   std::map<Lirex::IntfId, Lirex::IpAddrWithMask> primary;
+  bool operator==(const KernelView&) const = default;
 };
 
 struct FrrInputs {

@@ -63,7 +63,8 @@ INSTANTIATE_TEST_SUITE_P(Fuzz, Replay,
                                          Target{"fuzz_keys", FhrpFuzz::keys},
                                          Target{"fuzz_snmp_request", FhrpFuzz::snmpRequest},
                                          Target{"fuzz_state_document", FhrpFuzz::stateDocument},
-                                         Target{"fuzz_vrrpd_reply", FhrpFuzz::vrrpdReply}),
+                                         Target{"fuzz_vrrpd_reply", FhrpFuzz::vrrpdReply},
+                                         Target{"fuzz_netlink", FhrpFuzz::netlink}),
                          [](const testing::TestParamInfo<Target>& info) {
                            return std::string(info.param.name);
                          });

@@ -149,11 +149,11 @@ class FrrLab:
             side.zebra = side.start("zebra", lambda s=side: (s.dir / "zserv.api").exists())
             side.start_vrrpd()
 
-    def agent(self, trap_port):
+    def agent(self, trap_port, trace="Sources/1", env=None):
         here = self.sides["here"]
         return self.lab.daemon("--frr", "--frr-vty", str(here.dir), "--trap-sink",
-                               f"127.0.0.1:{trap_port}", "--trace", "Sources/1", state=False,
-                               wrapper=("ip", "netns", "exec", here.ns))
+                               f"127.0.0.1:{trap_port}", "--trace", trace, state=False,
+                               wrapper=("ip", "netns", "exec", here.ns), env=env)
 
     def plugin(self, trap_port):
         """Debian's snmpd in this side's namespace, as root, with the plug-in following vrrpd."""

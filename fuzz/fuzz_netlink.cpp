@@ -1,0 +1,7 @@
+// libFuzzer entry; the work is FhrpFuzz::netlink, shared with the regression test.
+#include "fuzz/Inputs.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  FhrpFuzz::netlink(FhrpFuzz::asText(data, size));
+  return 0;
+}

@@ -1,0 +1,59 @@
+#pragma once
+// The kernel's interfaces as rtnetlink messages describe them: name, ifIndex, MAC, the lower
+// device of a macvlan, its protodown flag, and each interface's IPv4 addresses. Fed by a dump
+// (a fresh table) or by events (on top of the last dump); the messages are the kernel's, but a
+// table never trusts them further than their own lengths say.
+#include <map>
+#include <optional>
+#include <set>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "kiv/Types.h"
+#include "lirex/EthAddr.h"
+#include "lirex/IpAddrWithMask.h"
+#include "sources/frr/FrrSnapshot.h"
+
+struct nlmsghdr;
+
+namespace Sources {
+
+class LinkTable {
+ public:
+  // One message; anything but a well-formed link or IPv4 address message is skipped.
+  void handle(const nlmsghdr* message);
+  // Every message of one datagram of events, up to the first that does not fit it.
+  void apply(std::string_view datagram);
+
+  // The routers (parent, vrid) whose VRRP link (a MAC 00:00:5e:00:01:VRID, vrrpd's macvlans) came,
+  // went or flipped its protodown since the last call. vrrpd flips protodown on every transition
+  // into or out of master; the carrier change that follows it, or a new address, moves nothing.
+  std::set<RouterKey> takeVrrpChanges();
+  // Whether view() changed since the last call: a failover flips links, it renames none.
+  bool takeViewChanged() { return std::exchange(viewChanged_, false); }
+  // Interfaces by name: ifIndex and primary IPv4 address (the first that is not secondary).
+  KernelView view() const;
+
+ private:
+  struct Address {
+    Lirex::IpAddrWithMask addr;
+    bool secondary = false;
+  };
+  struct Link {
+    Kiv::String8 name;
+    Lirex::EthAddr mac;
+    U32 parent = 0;                 // the lower device of a macvlan
+    std::optional<bool> protodown;  // unknown on a kernel that does not report it
+  };
+  void linkMessage(const nlmsghdr* message);
+  void addressMessage(const nlmsghdr* message);
+  void noteVrrpLink(const Link& link);
+
+  std::map<U32, Link> links_;
+  std::map<U32, std::vector<Address>> addresses_;
+  std::set<RouterKey> vrrpChanges_;
+  bool viewChanged_ = true;
+};
+
+}  // namespace Sources
