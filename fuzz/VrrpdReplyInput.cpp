@@ -37,7 +37,8 @@ void vrrpdReply(std::string_view input) {
   for (const Sources::VrrpdRouter& r : in.routers) {
     in.kernel.ifIndex.try_emplace(r.parent, static_cast<U32>(in.kernel.ifIndex.size() + 1));
     in.kernel.primary[r.parent] = Lirex::IpAddrWithMask(Lirex::IpAddr(192, 0, 2, 1), 24);
-    in.advertisedMaster[{r.parent, r.vrid}] = Lirex::IpAddr(192, 0, 2, 2);
+    in.adverts.masters[{in.kernel.ifIndex.at(r.parent), r.vrid, Lirex::AddrFamily::ipv4}] = {
+        Lirex::IpAddr(192, 0, 2, 2), 100};
     served.erase({r.parent, r.vrid});  // the last report of a router is the one that counts
     if (r.version == 2) served.insert({r.parent, r.vrid});
   }

@@ -149,4 +149,14 @@ void AdvertListener::expireAt(double due) {
   });
 }
 
+AdvertView AdvertListener::view() const {
+  AdvertView view;
+  view.listening = fd_ >= 0;
+  for (const auto& [key, source] : speakers_.masters()) {
+    view.masters[{key.first, key.second, Lirex::AddrFamily::ipv4}] =
+        HeardMaster{source, speakers_.priority(key)};
+  }
+  return view;
+}
+
 }  // namespace Sources

@@ -18,6 +18,7 @@
 #include "lirex/IpAddr.h"
 #include "lirex/IpAddrWithMask.h"
 #include "platform/Loop/EventLoop.h"
+#include "sources/adverts/AdvertView.h"
 #include "sources/adverts/Memberships.h"
 #include "sources/adverts/Speakers.h"
 
@@ -45,6 +46,8 @@ class AdvertListener {
   // One packet as the socket read it on `ifIndex`; what start()'s socket feeds, and tests.
   AdvertFault received(U32 ifIndex, std::string_view packet);
   const std::map<Key, Lirex::IpAddr>& masters() const { return speakers_.masters(); }
+  // What the listener knows now, for a snapshot.
+  AdvertView view() const;
 
  private:
   void joinParents();

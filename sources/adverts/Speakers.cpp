@@ -56,6 +56,11 @@ std::optional<double> Speakers::nextExpiry() const {
   return next;
 }
 
+U32 Speakers::priority(Key key) const {
+  auto it = standing_.find(key);
+  return it == standing_.end() ? 0 : it->second.priority;
+}
+
 void Speakers::erase(Key key) {
   masters_.erase(key);
   standing_.erase(key);

@@ -32,6 +32,8 @@ class Speakers {
   std::optional<double> nextExpiry() const;
 
   const std::map<Key, Lirex::IpAddr>& masters() const { return masters_; }
+  // The priority `key`'s master advertises; 0 when none is heard.
+  U32 priority(Key key) const;
 
  private:
   struct Standing {

@@ -310,15 +310,7 @@ void FrrFeed::publish() {
   }
   if (listening_) {
     adverts_.interfacesAre(parents);
-    inputs_.advertisedMaster.clear();
-    for (const VrrpdRouter& r : inputs_.routers) {
-      auto index = inputs_.kernel.ifIndex.find(r.parent);
-      if (index == inputs_.kernel.ifIndex.end()) continue;
-      auto master = adverts_.masters().find({index->second, r.vrid});
-      if (master != adverts_.masters().end()) {
-        inputs_.advertisedMaster[{r.parent, r.vrid}] = master->second;
-      }
-    }
+    inputs_.adverts = adverts_.view();
   }
   Zentra::StateDocument snapshot = frrSnapshot(inputs_);
   if (published_ && *published_ == snapshot) return;

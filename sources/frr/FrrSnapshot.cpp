@@ -19,6 +19,16 @@ auto valueOr(const Map& map, const typename Map::key_type& key,
   return it == map.end() ? fallback : it->second;
 }
 
+// The source of the adverts heard for a router on its parent; zero when none is heard.
+Lirex::InetAddr heardMaster(const FrrInputs& in, const Lirex::IntfId& parent, U32 vrid,
+                            Lirex::AddrFamily family) {
+  auto index = in.kernel.ifIndex.find(parent);
+  if (index == in.kernel.ifIndex.end()) return Lirex::InetAddr::zero(family);
+  auto master = in.adverts.masters.find({index->second, vrid, family});
+  return master == in.adverts.masters.end() ? Lirex::InetAddr::zero(family)
+                                            : master->second.address;
+}
+
 }  // namespace
 
 StateDocument frrSnapshot(const FrrInputs& in) {
@@ -41,7 +51,7 @@ StateDocument frrSnapshot(const FrrInputs& in) {
     if (r.state == FhrpState::master) {
       status.srcAddr = r.primaryAddress;
     } else if (r.state == FhrpState::backup) {
-      status.srcAddr = valueOr(in.advertisedMaster, key, Lirex::IpAddr());
+      status.srcAddr = heardMaster(in, r.parent, r.vrid, Lirex::AddrFamily::ipv4).v4();
     }
     status.virtualMacAddr = r.vmac;
     for (const Lirex::IpAddr& a : r.addresses) status.ipAddrs[a] = true;

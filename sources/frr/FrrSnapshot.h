@@ -7,6 +7,7 @@
 #include "lirex/IntfId.h"
 #include "lirex/IpAddr.h"
 #include "lirex/IpAddrWithMask.h"
+#include "sources/adverts/AdvertView.h"
 #include "sources/frr/VrrpdReply.h"
 #include "zentra/StateDocument.h"
 
@@ -23,7 +24,7 @@ struct FrrInputs {
   std::vector<VrrpdRouter> routers;
   std::map<RouterKey, U32> configuredPriority;
   KernelView kernel;
-  std::map<RouterKey, Lirex::IpAddr> advertisedMaster;  // the source of the master's adverts
+  AdvertView adverts;  // the masters heard on the wire, the errors counted there
   std::map<RouterKey, double> upSince;
 };
 

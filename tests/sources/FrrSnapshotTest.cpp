@@ -36,7 +36,7 @@ FrrInputs inputs(const std::string& side) {
 
 TEST(FrrSnapshotTest, CapturedRoutersMapToTheStateDocument) {
   FrrInputs b = inputs("b");
-  b.advertisedMaster[{Lirex::IntfId("cap-b0"), 5}] = Lirex::IpAddr(192, 0, 2, 1);
+  b.adverts.masters[{2, 5, Lirex::AddrFamily::ipv4}] = {Lirex::IpAddr(192, 0, 2, 1), 200};
   b.upSince[{Lirex::IntfId("cap-b0"), 5}] = 1763760000.5;
   EXPECT_EQ(Sources::frrSnapshot(b), Zentra::parseStateDocument(R"({
     "interfaces": { "cap-b0": { "ifIndex": 2 } },
