@@ -1,5 +1,7 @@
 #include "host/SnmpHost.h"
 
+#include <arpa/inet.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
@@ -104,6 +106,18 @@ void nonBlockingStreamSinks() {
   netsnmp_large_fd_set_cleanup(&fds);
 }
 
+// net-snmp fills in the agent address of an SNMPv1 trap for every notification it sends, v2c
+// ones included, by asking the kernel for every interface address (SIOCGIFCONF) unless
+// v1trapaddress names one: on a router with hundreds of VRRP macvlans that is a millisecond per
+// notification, in the middle of a failover. The address it would find is taken once here.
+void fixV1TrapAddress() {
+  if (netsnmp_ds_get_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_TRAP_ADDR)) return;
+  const in_addr_t address = get_myaddr();
+  char text[INET_ADDRSTRLEN];
+  if (address == 0 || !inet_ntop(AF_INET, &address, text, sizeof text)) return;
+  netsnmp_ds_set_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_TRAP_ADDR, text);
+}
+
 }  // namespace
 
 Kiv::String8 whyNotOpened(bool server, const char* application, const Kiv::String8& address) {
@@ -196,6 +210,7 @@ void SnmpHost::open() {
   init_snmp(kAppName);
   if (!DaemonLog::startError().empty()) throw Kiv::RangeException(DaemonLog::startError());
   if (!options_.agentx()) nonBlockingStreamSinks();
+  fixV1TrapAddress();
 }
 
 Kiv::String8 SnmpHost::listen() {
