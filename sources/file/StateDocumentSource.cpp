@@ -54,6 +54,8 @@ void StateDocumentSource::start() {
 }
 
 void StateDocumentSource::refresh() {
+  // A reload asked for is answered in the log even when the document did not change.
+  Log::info("reloading: reading " + file_.path() + " again");
   reload();
 }
 

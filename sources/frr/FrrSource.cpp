@@ -42,6 +42,8 @@ void FrrSource::start() {
 }
 
 void FrrSource::refresh() {
+  // A reload asked for is answered in the log even when nothing changed.
+  Log::info("reloading: asking vrrpd at " + vtyDirectory_ + "/vrrpd.vty for its routers again");
   if (feed_) feed_->refresh();
 }
 
