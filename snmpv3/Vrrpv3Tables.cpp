@@ -1,8 +1,8 @@
 // The three tables' columns and the registration of the whole module.
 #include <algorithm>
-#include <iostream>
 
 #include "kiv/Assert.h"
+#include "platform/Log.h"
 #include "platform/Snmp/SnmpUtil.h"
 #include "snmpv3/Vrrpv3MIB.h"
 #include "snmpv3/Vrrpv3Oids.h"
@@ -150,7 +150,7 @@ const Vrrpv3Mib* findModel() {
   const auto* mib = dynamic_cast<const Vrrpv3Mib*>(entity.ptr());
   if (!mib) {
     const Kiv::String8 message = Kiv::String8("no VRRPv3-MIB model at ") + kModelPath;
-    std::cerr << message << std::endl;
+    Log::error(message);
     KIV_ASSERT(mib, message);
   }
   return mib;
