@@ -19,19 +19,33 @@ using Sources::FrrFeed;
 
 const std::string kShowConfig = "show yang operational-data /frr-interface:lib with-config";
 
-// A link message of the parent cap-a0 (vrid 0) or of a router's macvlan on it, at ifIndexes no
-// interface has (no multicast group is joined here).
-std::string link(U8 vrid, bool protodown, U16 type = RTM_NEWLINK) {
+// A link message of the parent cap-a0 (vrid 0) or of a router's macvlan on it (`v6`: its IPv6
+// one), at ifIndexes no interface has (no multicast group is joined here).
+std::string link(U8 vrid, bool protodown, U16 type = RTM_NEWLINK, bool v6 = false) {
   alignas(nlmsghdr) char buffer[256];
   nlmsghdr* m = mnl_nlmsg_put_header(buffer);
   m->nlmsg_type = type;
   auto* info = static_cast<ifinfomsg*>(mnl_nlmsg_put_extra_header(m, sizeof(ifinfomsg)));
-  info->ifi_index = 70000 + vrid;
-  mnl_attr_put_strz(m, IFLA_IFNAME, vrid ? ("vrrp" + std::to_string(vrid)).c_str() : "cap-a0");
-  const U8 mac[6] = {0, 0, 0x5e, 0, static_cast<U8>(vrid ? 1 : 9), vrid};
+  info->ifi_index = 70000 + vrid + (v6 ? 256 : 0);
+  const std::string name = "vrrp" + std::to_string(vrid) + (v6 ? "v6" : "");
+  mnl_attr_put_strz(m, IFLA_IFNAME, vrid ? name.c_str() : "cap-a0");
+  const U8 mac[6] = {0, 0, 0x5e, 0, static_cast<U8>(vrid ? 1 + v6 : 9), vrid};
   mnl_attr_put(m, IFLA_ADDRESS, sizeof(mac), mac);
   if (vrid) mnl_attr_put_u32(m, IFLA_LINK, 70000);
   mnl_attr_put_u8(m, IFLA_PROTO_DOWN, protodown);
+  return std::string(buffer, m->nlmsg_len);
+}
+
+// An IPv6 address of a router's IPv6 macvlan, added or removed.
+std::string address6(U8 vrid, const char* text, U16 type = RTM_NEWADDR) {
+  alignas(nlmsghdr) char buffer[256];
+  nlmsghdr* m = mnl_nlmsg_put_header(buffer);
+  m->nlmsg_type = type;
+  auto* info = static_cast<ifaddrmsg*>(mnl_nlmsg_put_extra_header(m, sizeof(ifaddrmsg)));
+  info->ifa_family = AF_INET6;
+  info->ifa_prefixlen = 64;
+  info->ifa_index = 70000 + vrid + 256;
+  mnl_attr_put(m, IFA_ADDRESS, 16, Lirex::strepToValue<Lirex::InetAddr>(text).bytes().data());
   return std::string(buffer, m->nlmsg_len);
 }
 
@@ -120,6 +134,28 @@ TEST(FrrFeedTest, AFlipIsAskedAboutAtOnceAndWhatComesMeanwhileInOneFollowUp) {
   EXPECT_EQ(f.serve(), Lines{"show vrrp interface cap-a0 6 json"});
   EXPECT_EQ(f.router(6).state, FhrpState::backup);
   EXPECT_TRUE(f.lines.empty());
+}
+
+TEST(FrrFeedTest, AnIpv6MacvlanIsFollowedAsAnIpv4OneIsAndItsLinkLocalAddressIsRead) {
+  Feed f;
+  f.event(link(7, true, RTM_NEWLINK, true));
+  EXPECT_EQ(f.serve(), Lines{"show vrrp interface cap-a0 7 json"});
+
+  Sources::LinkTable t;
+  auto linkLocal = [&t] { return t.view().linkLocal; };
+  for (const std::string& m : {link(0, false), link(7, false, RTM_NEWLINK, true),
+                               address6(7, "2001:db8:7::1"), address6(7, "fe80::7")}) {
+    t.apply(m);
+  }
+  const Lirex::IntfId vlan("vrrp7v6");
+  EXPECT_EQ(linkLocal(), (std::map<Lirex::IntfId, Lirex::InetAddr>{
+                             {vlan, Lirex::strepToValue<Lirex::InetAddr>("fe80::7")}}));
+  t.apply(address6(7, "fe80::7", RTM_DELADDR));
+  EXPECT_TRUE(linkLocal().empty());
+  t.apply(address6(7, "fe80::8"));
+  t.apply(link(7, false, RTM_DELLINK, true));
+  t.apply(link(7, false, RTM_NEWLINK, true));  // back, with none of its old addresses
+  EXPECT_TRUE(linkLocal().empty());
 }
 
 TEST(FrrFeedTest, ASlowVrrpdKeepsItsRoutersAndIsToldOfOnce) {
