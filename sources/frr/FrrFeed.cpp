@@ -93,7 +93,8 @@ void FrrFeed::start() {
     listening_ = true;
   } catch (const Kiv::RangeException& e) {
     log_(true, "cannot listen to VRRP advertisements (" + e.message() +
-                   "; it needs CAP_NET_RAW): a backup's master address reads 0.0.0.0");
+                   "; it needs CAP_NET_RAW): a backup's master address reads zero, and the "
+                   "VRRPv3-MIB's error counters 0");
   }
   publish();
   query(true);
@@ -312,6 +313,14 @@ void FrrFeed::schedulePoll(double seconds) {
 }
 
 void FrrFeed::routersChanged(bool fromVrrpd) {
+  // The records pass through a backup state vrrpd went through unseen, so that an entry into
+  // master is told from backup, as it was made.
+  if (auto between = fromVrrpd ? withSkippedBackups(inputs_.rows, inputs_.routers) : std::nullopt) {
+    std::swap(*between, inputs_.routers);
+    trackRows(inputs_.rows, inputs_.routers, Kiv::now());
+    publish();
+    std::swap(*between, inputs_.routers);
+  }
   trackRows(inputs_.rows, inputs_.routers, Kiv::now(), fromVrrpd);
   publish();
 }

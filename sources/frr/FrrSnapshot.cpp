@@ -170,4 +170,25 @@ void trackRows(std::map<RowKey, RowHistory>& rows, const std::vector<VrrpdRouter
   rows = std::move(next);
 }
 
+std::optional<std::vector<VrrpdRouter>> withSkippedBackups(
+    const std::map<RowKey, RowHistory>& rows, const std::vector<VrrpdRouter>& routers) {
+  std::optional<std::vector<VrrpdRouter>> between;
+  for (std::size_t n = 0; n < routers.size(); ++n) {
+    for (AddrFamily family : kFamilies) {
+      const VrrpdRouter& r = routers[n];
+      const RowHistory* before = find(rows, RowKey{r.parent, r.vrid, family});
+      const VrrpdInstance& i = r.instance(family);
+      if (!before || before->state != FhrpState::initialize || i.state != FhrpState::master ||
+          i.effectivePriority == StateDocument::kMaxPriority || !r.shows(family)) {
+        continue;
+      }
+      if (!between) between = routers;
+      VrrpdInstance& backup = (*between)[n].instance(family);
+      backup.state = FhrpState::backup;
+      backup.primaryAddress = Lirex::InetAddr::zero(family);
+    }
+  }
+  return between;
+}
+
 }  // namespace Sources

@@ -2,6 +2,7 @@
 // What vrrpd, the kernel and the advertisements on the wire say, as one state snapshot: the
 // same form a state document parses into, so that it goes through the one publisher.
 #include <map>
+#include <optional>
 #include <vector>
 
 #include "lirex/InetAddr.h"
@@ -58,5 +59,12 @@ Zentra::StateDocument frrSnapshot(const FrrInputs& inputs);
 // states are the source's own (vrrpd is gone), no transition vrrpd made.
 void trackRows(std::map<RowKey, RowHistory>& rows, const std::vector<VrrpdRouter>& routers,
                double now, bool fromVrrpd = true);
+
+// vrrpd takes a router from initialize to master only through backup, unless it owns its
+// addresses (priority 255), and backup makes no kernel event: an answer may show the router
+// master where `rows` last saw it in initialize. `routers` with each such row back in backup,
+// when there is one.
+std::optional<std::vector<VrrpdRouter>> withSkippedBackups(const std::map<RowKey, RowHistory>& rows,
+                                                           const std::vector<VrrpdRouter>& routers);
 
 }  // namespace Sources

@@ -36,11 +36,6 @@ def address(side, parent):
     return f"10.{parent // 256}.{parent % 256}.{1 if side == 'here' else 2}"
 
 
-def address6(side, parent):
-    """This side's own global IPv6 address on parent interface number `parent`."""
-    return f"2001:db8:ff{parent:02x}::{1 if side == 'here' else 2}"
-
-
 def macvlan(router, family=4):
     """The name of a router's macvlan of `family` (4 or 6) on its parent."""
     parent, suffix = router.get("parent", 0), "" if family == 4 else "v6"
@@ -85,9 +80,9 @@ class Router:
         # The virtual addresses are on both sides' macvlans: no duplicate detection, or the
         # second side's would never leave "tentative". No addresses from the router
         # advertisements vrrpd's master sends either: the lab's addresses are its own.
-        for key in ("disable_ipv6=0", "accept_dad=0", "accept_ra=0"):
-            for scope in ("all", "default"):
-                run(*self.exec("sysctl", "-qw", f"net.ipv6.conf.{scope}.{key}"))
+        run(*self.exec("sysctl", "-qw", *(f"net.ipv6.conf.{scope}.{key}" for scope in
+                                          ("all", "default") for key in
+                                          ("disable_ipv6=0", "accept_dad=0", "accept_ra=0"))))
 
     def link_local(self, name):
         """The link-local IPv6 address of interface `name`, or None."""
@@ -164,8 +159,6 @@ class FrrLab:
             for i, parent in enumerate(side.parents):
                 commands += [f"addr add {address(side.name, i)}/24 dev {parent}",
                              f"link set {parent} up"]
-                if ipv6:
-                    commands.append(f"addr add {address6(side.name, i)}/64 dev {parent}")
             for r in routers:
                 parent = side.parents[r.get("parent", 0)]
                 for family, mac, prefix, addresses in (
