@@ -193,7 +193,7 @@ void FrrFeed::askAll(bool configuration) {
   auto onFailure = [this](const VtyError& e) { failed(e); };
   ask(
       kShowVrrp,
-      [this, configuration, started, onFailure](std::string_view text) {
+      [this, configuration, started](std::string_view text) {
         std::vector<VrrpdRouter> routers;
         try {
           routers = parseShowVrrp(text);
