@@ -5,11 +5,12 @@
             showing it (the agent's Sources/1 trace line, written once the snapshot is applied)
             and to the new-master notification arriving at a receiver in the same namespace,
             median and worst; and how often the agent asked vrrpd meanwhile (its Sources/2
-            trace lines);
+            trace lines). The router failing over is a version 2 one (vrrpTrapNewMaster), or with
+            --vrrpv3 FAMILY a version 3 one of that family (vrrpv3NewMaster);
   idle      the agent's CPU (utime + stime from /proc) while it follows 255 routers.
 
     sudo bench/frr.py [--failovers 12] [--background 0] [--parents 1] [--idle-seconds 30]
-                      [--routers 255]
+                      [--routers 255] [--vrrpv3 ipv4|ipv6] [--only failover|idle]
 
 Routers go round the parent interfaces (router v on parent v % parents), one vrid each.
 
@@ -48,8 +49,15 @@ def published(agent):
 
 def failover(args):
     lab = Lab("frr-bench")
-    routers = [{"vrid": 10, "priority": {"here": 100, "there": 200}, "interval": 100,
-                "addresses": ["192.0.2.110"]}]
+    router = {"vrid": 10, "priority": {"here": 100, "there": 200}, "interval": 100,
+              "addresses": ["192.0.2.110"]}
+    family = "IPv4"
+    if args.vrrpv3:
+        router["version"] = 3
+        if args.vrrpv3 == "ipv6":
+            family = "IPv6"
+            router.update(addresses=[], addresses6=["2001:db8:10::1"])
+    routers = [router]
     # Routers that stay put meanwhile, so that vrrpd has many to report.
     routers += [{"vrid": v, "interval": 1000, "addresses": [f"198.51.{v // 200}.{v % 200 + 1}"],
                  "priority": {"here": 200, "there": 100}, "parent": v % args.parents}
@@ -63,7 +71,8 @@ def failover(args):
         def settled():
             routers = here.show_vrrp() or {}
             return len(routers) == len(frr.routers) and all(
-                r["v4"]["status"] == ("Backup" if v == 10 else "Master") for v, r in routers.items())
+                r[half]["status"] == ("Backup" if v == 10 else "Master")
+                for v, r in routers.items() for half in ("v4", "v6") if r[half]["addresses"])
         assert wait_until(settled, 60, 0.5)
         port = 16299
         sink = lab.spawn(here.exec("/usr/bin/python3", "-u", "-c", RECEIVER, str(port)), "sink",
@@ -75,10 +84,10 @@ def failover(args):
         for i in range(args.failovers):
             for priority, state, masters in ((50, "Master", args.background + 1),
                                              (200, "Backup", args.background)):
-                count = len(here.transitions(state))
+                count = len(here.transitions(state, family))
                 there.configure(f"vrrp 10 priority {priority}")
-                assert wait_until(lambda: len(here.transitions(state)) > count, 5)
-                t0 = vrrpd_time(here.transitions(state)[-1][0])
+                assert wait_until(lambda: len(here.transitions(state, family)) > count, 5)
+                t0 = vrrpd_time(here.transitions(state, family)[-1][0])
                 assert wait_until(lambda: any(t >= t0 and m == masters
                                               for t, m in published(agent)), 5), agent.log()
                 t_mib = min(t for t, m in published(agent) if t >= t0 and m == masters)
@@ -95,9 +104,11 @@ def failover(args):
             print(f"to {state}: MIB after vrrpd's log line, ms: median "
                   f"{statistics.median(values):.2f}, min {min(values):.2f}, "
                   f"max {max(values):.2f} over {len(values)}")
-        print(f"(with {args.background} more routers on {args.parents} parents; load average "
-              f"{os.getloadavg()[0]:.2f})")
-        print(f"notification arrival after vrrpd's log line, ms: median "
+        kind = f"version 3 {family}" if args.vrrpv3 else "version 2"
+        print(f"(a {kind} router; {args.background} more routers on {args.parents} parents; "
+              f"load average {os.getloadavg()[0]:.2f})")
+        notification = "vrrpv3NewMaster" if args.vrrpv3 else "vrrpTrapNewMaster"
+        print(f"{notification} arrival after vrrpd's log line, ms: median "
               f"{statistics.median(trap):.2f}, min {min(trap):.2f}, max {max(trap):.2f} over "
               f"{len(trap)}")
         print(f"queries to vrrpd: {one / len(mib):.2f} about one router per transition, "
@@ -178,6 +189,8 @@ if __name__ == "__main__":
                    help="routers beside the one failing over")
     p.add_argument("--parents", type=int, default=1, help="parent interfaces (veth pairs)")
     p.add_argument("--only", choices=["failover", "idle"])
+    p.add_argument("--vrrpv3", choices=["ipv4", "ipv6"],
+                   help="the router failing over is version 3, of this family")
     a = p.parse_args()
     if a.only != "idle":
         failover(a)

@@ -28,7 +28,13 @@ void netlink(std::string_view input) {
     KIV_ASSERT(view.ifIndex.count(name), name.name() + " has an address but no ifIndex");
   }
 
-  // Whatever the kernel says, each interface it names serves a router.
+  for (const auto& [name, addr] : view.linkLocal) {
+    KIV_ASSERT(view.ifIndex.count(name) && addr.isLinkLocal(),
+               name.name() + ": " + Lirex::valueToStrep(addr));
+  }
+
+  // Whatever the kernel says, each interface it names serves a router of each MIB, the version 3
+  // one IPv6 on the interface itself, which reads the interface's link-local address.
   Sources::FrrInputs in;
   in.kernel = view;
   for (const auto& [name, index] : view.ifIndex) {
@@ -37,8 +43,14 @@ void netlink(std::string_view input) {
     r.parent = name;
     r.vrid = 1;
     r.version = 2;
-    r.state = Routing::Fhrp::FhrpState::master;
-    r.primaryAddress = Lirex::IpAddr(192, 0, 2, 1);
+    r.v4.state = Routing::Fhrp::FhrpState::master;
+    r.v4.primaryAddress = Lirex::IpAddr(192, 0, 2, 1);
+    in.routers.push_back(r);
+    r.vrid = 2;
+    r.version = 3;
+    r.v4 = Sources::idle(Lirex::AddrFamily::ipv4);
+    r.v6.interface = name;
+    r.v6.addresses = {Lirex::strepToValue<Lirex::InetAddr>("2001:db8::1")};
     in.routers.push_back(r);
   }
   MirroredState s;
@@ -46,6 +58,17 @@ void netlink(std::string_view input) {
   KIV_ASSERT(s.mib->operTableCollection()->size() == view.ifIndex.size(),
              std::to_string(view.ifIndex.size()) + " interfaces, " +
                  std::to_string(s.mib->operTableCollection()->size()) + " rows");
+  KIV_ASSERT(s.v3mib->operationsTableCollection()->size() == view.ifIndex.size(),
+             std::to_string(view.ifIndex.size()) + " interfaces, " +
+                 std::to_string(s.v3mib->operationsTableCollection()->size()) + " VRRPv3 rows");
+  for (const auto& [name, index] : view.ifIndex) {
+    auto row = s.v3mib->operationsTable({index, 2, Lirex::AddrFamily::ipv6});
+    auto own = view.linkLocal.find(name);
+    KIV_ASSERT(row && row->primaryIpAddr() == (own == view.linkLocal.end()
+                                                   ? Lirex::InetAddr::zero(Lirex::AddrFamily::ipv6)
+                                                   : own->second),
+               name.name() + ": not its own link-local address");
+  }
 }
 
 }  // namespace FhrpFuzz

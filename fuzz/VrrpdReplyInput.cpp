@@ -1,4 +1,4 @@
-#include <set>
+#include <map>
 
 #include "fuzz/Inputs.h"
 #include "fuzz/MirroredState.h"
@@ -33,23 +33,36 @@ void vrrpdReply(std::string_view input) {
     return;
   }
   // Every parent known to the kernel, every backup with a master heard.
-  std::set<Sources::RouterKey> served;
+  std::map<Sources::RouterKey, std::size_t> v2, v3;  // rows of each MIB, per router
   for (const Sources::VrrpdRouter& r : in.routers) {
     in.kernel.ifIndex.try_emplace(r.parent, static_cast<U32>(in.kernel.ifIndex.size() + 1));
     in.kernel.primary[r.parent] = Lirex::IpAddrWithMask(Lirex::IpAddr(192, 0, 2, 1), 24);
-    in.adverts.masters[{in.kernel.ifIndex.at(r.parent), r.vrid, Lirex::AddrFamily::ipv4}] = {
-        Lirex::IpAddr(192, 0, 2, 2), 100};
-    served.erase({r.parent, r.vrid});  // the last report of a router is the one that counts
-    if (r.version == 2) served.insert({r.parent, r.vrid});
+    for (auto family : {Lirex::AddrFamily::ipv4, Lirex::AddrFamily::ipv6}) {
+      in.adverts.masters[{in.kernel.ifIndex.at(r.parent), r.vrid, family}] = {
+          Lirex::InetAddr::zero(family), 100};
+    }
+    // The last report of a router is the one that counts.
+    const Sources::RouterKey key{r.parent, r.vrid};
+    v2[key] = r.version == 2;
+    v3[key] =
+        r.version == 3 ? r.shows(Lirex::AddrFamily::ipv4) + r.shows(Lirex::AddrFamily::ipv6) : 0;
   }
-  Sources::trackUpSince(in.upSince, in.routers, 1000.0);
+  Sources::trackRows(in.rows, in.routers, 1000.0);
 
-  // Whatever vrrpd says, the snapshot publishes, and every VRRPv2 router gets its row.
+  // Whatever vrrpd says, the snapshot publishes, and every router gets its rows in its MIB.
+  const auto sum = [](const auto& rows) {
+    std::size_t n = 0;
+    for (const auto& [key, count] : rows) n += count;
+    return n;
+  };
   MirroredState s;
   s.publisher.apply(Sources::frrSnapshot(in), "fuzz");
-  KIV_ASSERT(s.mib->operTableCollection()->size() == served.size(),
-             std::to_string(served.size()) + " VRRPv2 routers from vrrpd, " +
+  KIV_ASSERT(s.mib->operTableCollection()->size() == sum(v2),
+             std::to_string(sum(v2)) + " VRRPv2 routers from vrrpd, " +
                  std::to_string(s.mib->operTableCollection()->size()) + " rows");
+  KIV_ASSERT(s.v3mib->operationsTableCollection()->size() == sum(v3),
+             std::to_string(sum(v3)) + " VRRPv3 rows from vrrpd, " +
+                 std::to_string(s.v3mib->operationsTableCollection()->size()) + " rows");
 }
 
 }  // namespace FhrpFuzz

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iomanip>
 #include <memory>
+#include <numeric>
 #include <set>
 #include <utility>
 
@@ -24,15 +25,26 @@ const Kiv::TraceHandle& trace() {
 // What `show vrrp json` shows of a router's configuration: the configured priority can only
 // have changed when one of these did (the effective one follows it, except for an owner, whose
 // addresses tell).
+bool sameConfiguration(const VrrpdInstance& x, const VrrpdInstance& y) {
+  return x.effectivePriority == y.effectivePriority && x.addresses == y.addresses;
+}
 bool sameConfiguration(const VrrpdRouter& x, const VrrpdRouter& y) {
   return x.parent == y.parent && x.vrid == y.vrid && x.version == y.version &&
-         x.shutdown == y.shutdown && x.effectivePriority == y.effectivePriority &&
-         x.addresses == y.addresses;
+         x.shutdown == y.shutdown && sameConfiguration(x.v4, y.v4) && sameConfiguration(x.v6, y.v6);
 }
 bool sameConfiguration(const std::vector<VrrpdRouter>& a, const std::vector<VrrpdRouter>& b) {
   return std::equal(
       a.begin(), a.end(), b.begin(), b.end(),
       [](const VrrpdRouter& x, const VrrpdRouter& y) { return sameConfiguration(x, y); });
+}
+
+// The routers' instances (IPv4 and IPv6) that are master.
+std::size_t masters(const std::vector<VrrpdRouter>& routers) {
+  return std::accumulate(routers.begin(), routers.end(), std::size_t{0},
+                         [](std::size_t n, const VrrpdRouter& r) {
+                           return n + (r.v4.state == Routing::Fhrp::FhrpState::master) +
+                                  (r.v6.state == Routing::Fhrp::FhrpState::master);
+                         });
 }
 
 }  // namespace
@@ -73,12 +85,16 @@ FrrFeed::~FrrFeed() {
 void FrrFeed::start() {
   kernel_.start();
   inputs_.kernel = kernel_.view();
+  // The poll's own period: what a slow vrrpd stretches it to changes from one answer to the next,
+  // and is no change of the routers to publish.
+  inputs_.refreshMs = static_cast<U32>(kPollSeconds * 1000);
   try {
     adverts_.start();
     listening_ = true;
   } catch (const Kiv::RangeException& e) {
     log_(true, "cannot listen to VRRP advertisements (" + e.message() +
-                   "; it needs CAP_NET_RAW): a backup's master address reads 0.0.0.0");
+                   "; it needs CAP_NET_RAW): a backup's master address reads zero, and the "
+                   "VRRPv3-MIB's error counters 0");
   }
   publish();
   query(true);
@@ -177,7 +193,7 @@ void FrrFeed::askAll(bool configuration) {
   auto onFailure = [this](const VtyError& e) { failed(e); };
   ask(
       kShowVrrp,
-      [this, configuration, started, onFailure](std::string_view text) {
+      [this, configuration, started](std::string_view text) {
         std::vector<VrrpdRouter> routers;
         try {
           routers = parseShowVrrp(text);
@@ -275,12 +291,16 @@ void FrrFeed::gone(const Kiv::String8& reason) {
   // The routers vrrpd last reported stay, none of them running.
   bool changed = false;
   for (VrrpdRouter& r : inputs_.routers) {
-    changed |=
-        r.state != Routing::Fhrp::FhrpState::initialize || r.primaryAddress != Lirex::IpAddr();
-    r.state = Routing::Fhrp::FhrpState::initialize;
-    r.primaryAddress = Lirex::IpAddr();
+    for (Lirex::AddrFamily family : {Lirex::AddrFamily::ipv4, Lirex::AddrFamily::ipv6}) {
+      VrrpdInstance& i = r.instance(family);
+      const Lirex::InetAddr none = Lirex::InetAddr::zero(family);
+      changed |= i.state != Routing::Fhrp::FhrpState::initialize || i.primaryAddress != none;
+      i.state = Routing::Fhrp::FhrpState::initialize;
+      i.primaryAddress = none;
+    }
   }
-  if (changed) routersChanged();
+  // Not a shutdown vrrpd made: whether it sent anything on its way out is not known.
+  if (changed) routersChanged(false);
   schedulePoll(kPollSeconds);
 }
 
@@ -292,10 +312,16 @@ void FrrFeed::schedulePoll(double seconds) {
   });
 }
 
-void FrrFeed::routersChanged() {
-  // Up times start where vrrpd says a router left initialize, and only there: a stall or a
-  // resync changes no state, so it keeps them.
-  trackUpSince(inputs_.upSince, inputs_.routers, Kiv::now());
+void FrrFeed::routersChanged(bool fromVrrpd) {
+  // The records pass through a backup state vrrpd went through unseen, so that an entry into
+  // master is told from backup, as it was made.
+  if (auto between = fromVrrpd ? withSkippedBackups(inputs_.rows, inputs_.routers) : std::nullopt) {
+    std::swap(*between, inputs_.routers);
+    trackRows(inputs_.rows, inputs_.routers, Kiv::now());
+    publish();
+    std::swap(*between, inputs_.routers);
+  }
+  trackRows(inputs_.rows, inputs_.routers, Kiv::now(), fromVrrpd);
   publish();
 }
 
@@ -318,11 +344,7 @@ void FrrFeed::publish() {
   KIV_TRACE(trace(), 1,
             "published at " << std::fixed << std::setprecision(6) << Kiv::now() << ": "
                             << inputs_.routers.size() << " routers from vrrpd, "
-                            << std::count_if(inputs_.routers.begin(), inputs_.routers.end(),
-                                             [](const VrrpdRouter& r) {
-                                               return r.state == Routing::Fhrp::FhrpState::master;
-                                             })
-                            << " masters");
+                            << masters(inputs_.routers) << " masters");
   published_ = std::move(snapshot);
 }
 

@@ -83,7 +83,8 @@ class FrrFeed {
   void gone(const Kiv::String8& reason);
   void slow();
   void schedulePoll(double seconds);
-  void routersChanged();
+  // `fromVrrpd` false: the states changed are the source's own (vrrpd is gone).
+  void routersChanged(bool fromVrrpd = true);
   void publish();
 
   Loop::EventLoop& loop_;

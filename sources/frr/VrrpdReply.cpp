@@ -11,15 +11,24 @@ using simdjson::ondemand::array;
 using simdjson::ondemand::object;
 using simdjson::ondemand::value;
 
+// A member that cannot be read, by its path from the innermost object read by name outwards
+// (v4.status).
+struct MemberError {
+  Kiv::String8 path;
+  Kiv::String8 reason;
+};
+
 // simdjson's own errors name no member; each read below says which one it was.
 template <typename Read>
 auto member(object& o, std::string_view name, Read read) {
   try {
     return read(o.find_field_unordered(name).value());
+  } catch (const MemberError& e) {
+    throw MemberError{Kiv::String8(name) + "." + e.path, e.reason};
   } catch (const simdjson::simdjson_error& e) {
-    throw VrrpdReplyError("vrrpd's answer: " + Kiv::String8(name) + ": " + e.what());
+    throw MemberError{Kiv::String8(name), e.what()};
   } catch (const Kiv::RangeException& e) {
-    throw VrrpdReplyError("vrrpd's answer: " + Kiv::String8(name) + ": " + e.message());
+    throw MemberError{Kiv::String8(name), e.message()};
   }
 }
 
@@ -48,18 +57,27 @@ Routing::Fhrp::FhrpState state(value v) {
   throw Kiv::RangeException("unknown state \"" + Kiv::String8(s) + "\"");
 }
 
-Lirex::IpAddr address(value v) {
+// vrrpd writes an address of the instance's family, or "" (IPv4) or "::" (IPv6) for none.
+template <Lirex::AddrFamily kFamily>
+Lirex::InetAddr address(value v) {
   std::string_view s = v.get_string();
-  return s.empty() ? Lirex::IpAddr() : Lirex::strepToValue<Lirex::IpAddr>(Kiv::String8(s));
+  if (s.empty()) return Lirex::InetAddr::zero(kFamily);
+  Lirex::InetAddr a = Lirex::strepToValue<Lirex::InetAddr>(Kiv::String8(s));
+  if (a.family() != kFamily) {
+    throw Kiv::RangeException("\"" + Kiv::String8(s) + "\" is not an " +
+                              (kFamily == Lirex::AddrFamily::ipv4 ? "IPv4" : "IPv6") + " address");
+  }
+  return a;
 }
 
-std::vector<Lirex::IpAddr> addresses(value v) {
-  std::vector<Lirex::IpAddr> out;
+template <Lirex::AddrFamily kFamily>
+std::vector<Lirex::InetAddr> addresses(value v) {
+  std::vector<Lirex::InetAddr> out;
   for (auto a : v.get_array()) {
     if (out.size() == Zentra::StateDocument::kMaxIpAddrCount) {
       throw Kiv::RangeException("more than 255 addresses");
     }
-    out.push_back(address(a.value()));
+    out.push_back(address<kFamily>(a.value()));
   }
   return out;
 }
@@ -68,6 +86,24 @@ Lirex::IntfId interface(value v) {
   Kiv::String8 name = text(v);
   if (name.empty()) throw Kiv::RangeException("empty interface name");
   return Lirex::IntfId(name);
+}
+
+template <Lirex::AddrFamily kFamily>
+VrrpdInstance instance(value v) {
+  object o = v.get_object();
+  VrrpdInstance i;
+  // "" until vrrpd finds the instance's macvlan.
+  i.interface = member(o, "interface", [](value n) { return Lirex::IntfId(text(n)); });
+  i.vmac = member(o, "vmac", [](value m) { return Lirex::strepToValue<Lirex::EthAddr>(text(m)); });
+  i.primaryAddress = member(o, "primaryAddress", address<kFamily>);
+  i.state = member(o, "status", state);
+  i.effectivePriority = member(o, "effectivePriority", priority);
+  i.addresses = member(o, "addresses", addresses<kFamily>);
+  i.advertisementsRcvd = member(o, "stats", [](value s) {
+    object stats = s.get_object();
+    return member(stats, "adverRx", [](value n) { return U64(n.get_uint64()); });
+  });
+  return i;
 }
 
 template <typename Each>
@@ -83,6 +119,8 @@ void parse(std::string_view json, Each each) {
     simdjson::ondemand::document document = parser.iterate(
         simdjson::padded_string_view(padded.data(), padded.size(), padded.capacity()));
     each(document);
+  } catch (const MemberError& e) {
+    throw VrrpdReplyError("vrrpd's answer: " + e.path + ": " + e.reason);
   } catch (const simdjson::simdjson_error& e) {
     throw VrrpdReplyError(Kiv::String8("vrrpd's answer: ") + e.what());
   }
@@ -102,13 +140,8 @@ std::vector<VrrpdRouter> parseShowVrrp(std::string_view json) {
       r.preempt = member(o, "preemptMode", [](value v) { return bool(v.get_bool()); });
       r.parent = member(o, "interface", interface);
       r.intervalMs = member(o, "advertisementInterval", u32);
-      object v4 = member(o, "v4", [](value v) { return object(v.get_object()); });
-      r.vmac =
-          member(v4, "vmac", [](value v) { return Lirex::strepToValue<Lirex::EthAddr>(text(v)); });
-      r.primaryAddress = member(v4, "primaryAddress", address);
-      r.state = member(v4, "status", state);
-      r.effectivePriority = member(v4, "effectivePriority", priority);
-      r.addresses = member(v4, "addresses", addresses);
+      r.v4 = member(o, "v4", instance<Lirex::AddrFamily::ipv4>);
+      r.v6 = member(o, "v6", instance<Lirex::AddrFamily::ipv6>);
       routers.push_back(std::move(r));
     }
   });

@@ -1,7 +1,7 @@
 #pragma once
-// The kernel's interfaces through rtnetlink: name, ifIndex, MAC, and each interface's primary
-// IPv4 address (the first that is not secondary) with its mask. A full dump at start and
-// whenever the kernel dropped events (ENOBUFS), events in between.
+// The kernel's interfaces through rtnetlink: name, ifIndex, MAC, each interface's primary IPv4
+// address (the first that is not secondary) with its mask and its IPv6 link-local address. A full
+// dump at start and whenever the kernel dropped events (ENOBUFS), events in between.
 //
 // A dump is read into a table of its own and takes over only once both of its halves (links,
 // then addresses) are complete: a dump that fails (the kernel interrupts one when interfaces

@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
+#include <optional>
 
 namespace Sources {
 namespace {
@@ -23,9 +25,26 @@ void eachAttribute(const nlmsghdr* message, std::size_t offset, Each each) {
   }
 }
 
+// 00:00:5e:00:01:VRID for IPv4, 00:00:5e:00:02:VRID for IPv6.
 bool isVrrpMac(const Lirex::EthAddr& mac) {
   const auto& b = mac.bytes();
-  return b[0] == 0x00 && b[1] == 0x00 && b[2] == 0x5e && b[3] == 0x00 && b[4] == 0x01;
+  return b[0] == 0x00 && b[1] == 0x00 && b[2] == 0x5e && b[3] == 0x00 &&
+         (b[4] == 0x01 || b[4] == 0x02);
+}
+
+// Adds or removes `value` in `list`; whether the list changed.
+template <typename T, typename Same>
+bool update(std::vector<T>& list, const T& value, bool add, Same same) {
+  auto it = std::find_if(list.begin(), list.end(), [&](const T& x) { return same(x, value); });
+  if (!add) {
+    if (it == list.end()) return false;
+    list.erase(it);
+  } else if (it != list.end()) {
+    *it = value;
+  } else {
+    list.push_back(value);
+  }
+  return true;
 }
 
 }  // namespace
@@ -87,6 +106,7 @@ void LinkTable::linkMessage(const nlmsghdr* message) {
       viewChanged_ = true;
     }
     addresses_.erase(index);
+    linkLocals_.erase(index);
     return;
   }
   if (link.name.empty()) return;
@@ -102,6 +122,7 @@ void LinkTable::linkMessage(const nlmsghdr* message) {
 void LinkTable::addressMessage(const nlmsghdr* message) {
   if (message->nlmsg_len < mnl_nlmsg_size(sizeof(ifaddrmsg))) return;
   const auto* info = static_cast<const ifaddrmsg*>(mnl_nlmsg_get_payload(message));
+  if (info->ifa_family == AF_INET6) return linkLocalMessage(message);
   if (info->ifa_family != AF_INET || info->ifa_prefixlen > 32 || info->ifa_index == 0) return;
   U32 local = 0;
   bool found = false;
@@ -117,17 +138,30 @@ void LinkTable::addressMessage(const nlmsghdr* message) {
   if (!found) return;
   Address a{Lirex::IpAddrWithMask(Lirex::IpAddr(ntohl(local)), info->ifa_prefixlen),
             (info->ifa_flags & IFA_F_SECONDARY) != 0};
-  auto& list = addresses_[info->ifa_index];
-  auto it =
-      std::find_if(list.begin(), list.end(), [&](const Address& b) { return b.addr == a.addr; });
-  if (message->nlmsg_type == RTM_DELADDR) {
-    if (it != list.end()) list.erase(it);
-  } else if (it != list.end()) {
-    *it = a;
-  } else {
-    list.push_back(a);
-  }
+  update(addresses_[info->ifa_index], a, message->nlmsg_type == RTM_NEWADDR,
+         [](const Address& x, const Address& y) { return x.addr == y.addr; });
   viewChanged_ = true;
+}
+
+void LinkTable::linkLocalMessage(const nlmsghdr* message) {
+  const auto* info = static_cast<const ifaddrmsg*>(mnl_nlmsg_get_payload(message));
+  if (info->ifa_index == 0) return;
+  std::optional<Lirex::InetAddr> found;
+  eachAttribute(message, sizeof(ifaddrmsg), [&](const nlattr* attr) {
+    // An IPv6 address is IFA_ADDRESS, or IFA_LOCAL on a point-to-point link.
+    U16 t = mnl_attr_get_type(attr);
+    if ((t == IFA_LOCAL || (t == IFA_ADDRESS && !found)) && mnl_attr_get_payload_len(attr) == 16) {
+      Lirex::InetAddr::Bytes bytes;
+      std::memcpy(bytes.data(), mnl_attr_get_payload(attr), 16);
+      found = Lirex::InetAddr::ipv6(bytes);
+    }
+  });
+  // Global addresses say nothing about a router: they come and go with router advertisements.
+  if (!found || !found->isLinkLocal()) return;
+  if (update(linkLocals_[info->ifa_index], *found, message->nlmsg_type == RTM_NEWADDR,
+             std::equal_to<>())) {
+    viewChanged_ = true;
+  }
 }
 
 KernelView LinkTable::view() const {
@@ -135,6 +169,9 @@ KernelView LinkTable::view() const {
   for (const auto& [index, link] : links_) {
     Lirex::IntfId name(link.name);
     v.ifIndex[name] = index;
+    if (auto it = linkLocals_.find(index); it != linkLocals_.end() && !it->second.empty()) {
+      v.linkLocal[name] = it->second.front();
+    }
     auto it = addresses_.find(index);
     if (it == addresses_.end()) continue;
     for (const Address& a : it->second) {

@@ -48,7 +48,7 @@ class KernelRtnetlink : public Rtnetlink {
  public:
   explicit KernelRtnetlink(const Log& log) {
     // Subscribed before any dump, so that no change falls between the two.
-    events_ = open(RTMGRP_LINK | RTMGRP_IPV4_IFADDR);
+    events_ = open(RTMGRP_LINK | RTMGRP_IPV4_IFADDR | RTMGRP_IPV6_IFADDR);
     try {
       requests_ = open(0);
     } catch (...) {
@@ -95,7 +95,7 @@ class KernelRtnetlink : public Rtnetlink {
     request->nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
     request->nlmsg_seq = ++sequence_;
     auto* family = static_cast<rtgenmsg*>(mnl_nlmsg_put_extra_header(request, sizeof(rtgenmsg)));
-    family->rtgen_family = type == RTM_GETADDR ? AF_INET : AF_UNSPEC;
+    family->rtgen_family = AF_UNSPEC;
     if (mnl_socket_sendto(requests_, request, request->nlmsg_len) < 0) throw netlinkError("send");
     unsigned portid = mnl_socket_get_portid(requests_);
     auto callback = [](const nlmsghdr* message, void* data) {

@@ -1,5 +1,5 @@
 #pragma once
-// What KernelLinks needs of rtnetlink: a socket subscribed to link and IPv4 address events, and
+// What KernelLinks needs of rtnetlink: a socket subscribed to link and address events, and
 // dumps on a socket of their own. The kernel's sockets (openRtnetlink) in the product; unit tests
 // hand KernelLinks a transport of their own.
 #include <sys/types.h>
@@ -25,7 +25,8 @@ class Rtnetlink {
   // The next datagram of events into `buffer`: its length, 0 when none is queued, or -1 with
   // errno (ENOBUFS: the kernel dropped events because the receive buffer was full).
   virtual ssize_t nextEvents(char* buffer, std::size_t size) = 0;
-  // Dumps the links (RTM_GETLINK) or the IPv4 addresses (RTM_GETADDR), message by message.
+  // Dumps the links (RTM_GETLINK) or the addresses of both families (RTM_GETADDR), message by
+  // message.
   // Kiv::RangeException when the dump fails, or is interrupted by a change it would have missed.
   virtual void dump(U16 type, const Each& each) = 0;
 };

@@ -1,5 +1,9 @@
 """Two FRR routers in namespaces of their own joined by veth pairs (one per parent interface,
-as VLANs would be on a real router), with private FRR paths."""
+as VLANs would be on a real router), with private FRR paths.
+
+A router is a dict: "vrid", "priority" ({side: priority}), "interval" (ms), "addresses" (IPv4),
+and optionally "version" (2 unless given), "addresses6" (IPv6, version 3 only), "preempt" and
+"parent" (the number of its parent interface)."""
 import json
 import os
 import shutil
@@ -32,10 +36,10 @@ def address(side, parent):
     return f"10.{parent // 256}.{parent % 256}.{1 if side == 'here' else 2}"
 
 
-def macvlan(router):
-    """The name of a router's macvlan on its parent."""
-    parent = router.get("parent", 0)
-    return f"vrrp{router['vrid']}" if parent == 0 else f"p{parent}v{router['vrid']}"
+def macvlan(router, family=4):
+    """The name of a router's macvlan of `family` (4 or 6) on its parent."""
+    parent, suffix = router.get("parent", 0), "" if family == 4 else "v6"
+    return (f"vrrp{router['vrid']}" if parent == 0 else f"p{parent}v{router['vrid']}") + suffix
 
 
 class Router:
@@ -59,6 +63,7 @@ class Router:
                 if not r.get("preempt", True):
                     lines.append(f" no vrrp {vrid} preempt")
                 lines += [f" vrrp {vrid} ip {a}" for a in r["addresses"]]
+                lines += [f" vrrp {vrid} ipv6 {a}" for a in r.get("addresses6", [])]
         (self.dir / "vrrpd.conf").write_text("\n".join(lines) + "\n")
         (self.dir / "zebra.conf").write_text("")
         run("chown", "-R", "frr:frr", self.dir)
@@ -70,6 +75,20 @@ class Router:
         """Many `ip` commands in one process: a lab of 40 parents needs hundreds."""
         subprocess.run(["ip", "-n", self.ns, "-batch", "-"], input="\n".join(commands) + "\n",
                        capture_output=True, text=True, check=True, timeout=60)
+
+    def enable_ipv6(self):
+        # The virtual addresses are on both sides' macvlans: no duplicate detection, or the
+        # second side's would never leave "tentative". No addresses from the router
+        # advertisements vrrpd's master sends either: the lab's addresses are its own.
+        run(*self.exec("sysctl", "-qw", *(f"net.ipv6.conf.{scope}.{key}" for scope in
+                                          ("all", "default") for key in
+                                          ("disable_ipv6=0", "accept_dad=0", "accept_ra=0"))))
+
+    def link_local(self, name):
+        """The link-local IPv6 address of interface `name`, or None."""
+        info = json.loads(self.ip("-j", "-6", "addr", "show", "dev", name).stdout)
+        return next((a["local"] for i in info for a in i.get("addr_info", [])
+                     if a.get("scope") == "link"), None)
 
     def exec(self, *argv):
         return ["ip", "netns", "exec", self.ns, *argv]
@@ -104,12 +123,12 @@ class Router:
         except ValueError:
             return None
 
-    def transitions(self, to="Master"):
-        """vrrpd's logged IPv4 transitions into `to`, as (timestamp text, vrid)."""
+    def transitions(self, to="Master", family="IPv4"):
+        """vrrpd's logged transitions of `family` into `to`, as (timestamp text, vrid)."""
         found = []
         log = self.dir / "vrrpd.log"
         for line in log.read_text(errors="replace").splitlines() if log.exists() else []:
-            if f"-> {to}" in line and "[IPv4]" in line:
+            if f"-> {to}" in line and f"[{family}]" in line:
                 vrid = int(line.split("[VRID ")[1].split("]")[0])
                 found.append((" ".join(line.split()[:2]), vrid))
         return found
@@ -124,11 +143,14 @@ class FrrLab:
         tag = f"fhrp{os.getpid()}"
         self.namespaces = []
         self.sides = {}
+        ipv6 = any(r.get("addresses6") for r in routers)
         for name in SIDES:
             ns = f"{tag}{name}"
             run("ip", "netns", "add", ns)
             self.namespaces.append(ns)
             self.sides[name] = Router(lab, name, ns, routers, parents)
+            if ipv6:
+                self.sides[name].enable_ipv6()
         here, there = self.sides["here"], self.sides["there"]
         here.ip_batch([f"link add {h} type veth peer name {t} netns {there.ns}"
                        for h, t in zip(here.parents, there.parents)])
@@ -138,12 +160,22 @@ class FrrLab:
                 commands += [f"addr add {address(side.name, i)}/24 dev {parent}",
                              f"link set {parent} up"]
             for r in routers:
-                mac = "00:00:5e:00:01:%02x" % r["vrid"]
-                vlan = macvlan(r)
-                commands.append(f"link add {vlan} link {side.parents[r.get('parent', 0)]} "
-                                f"address {mac} type macvlan mode bridge")
-                commands += [f"addr add {a}/24 dev {vlan}" for a in r["addresses"]]
-                commands.append(f"link set {vlan} up")
+                parent = side.parents[r.get("parent", 0)]
+                for family, mac, prefix, addresses in (
+                        (4, "00:00:5e:00:01:%02x", 24, r["addresses"]),
+                        (6, "00:00:5e:00:02:%02x", 64, r.get("addresses6", []))):
+                    if not addresses:
+                        continue
+                    vlan = macvlan(r, family)
+                    commands.append(f"link add {vlan} link {parent} address {mac % r['vrid']} "
+                                    "type macvlan mode bridge")
+                    if family == 6:
+                        # vrrpd advertises from the macvlan's own link-local address, which a
+                        # MAC-derived one would make the same on both sides: a random one, set
+                        # after creation (`ip link add` refuses it here), made when it comes up.
+                        commands.append(f"link set {vlan} addrgenmode random")
+                    commands += [f"addr add {a}/{prefix} dev {vlan}" for a in addresses]
+                    commands.append(f"link set {vlan} up")
             side.ip_batch(commands)
         for side in self.sides.values():
             side.zebra = side.start("zebra", lambda s=side: (s.dir / "zserv.api").exists())

@@ -27,6 +27,11 @@ def settled(side, states):
                for vrid, s in states.items())
 
 
+def up(instance):
+    """An up time's check: set exactly when the router is up."""
+    return lambda ticks: (ticks != "0") == (instance["status"] != "Initialize")
+
+
 def expected(frr, here, priorities):
     """The whole VRRP-MIB as vrrpd and the kernel say it should read."""
     routers = here.show_vrrp() or {}
@@ -42,7 +47,7 @@ def expected(frr, here, priorities):
                    3: STATE[v4["status"]], 4: "2" if r["shutdown"] else "1",
                    5: str(priorities[vrid]), 6: str(len(v4["addresses"])), 7: master,
                    8: "0.0.0.0", 9: "1", 10: "", 11: str(r["advertisementInterval"] // 1000),
-                   12: "1" if r["preemptMode"] else "2", 13: None, 14: "1", 15: "1"}
+                   12: "1" if r["preemptMode"] else "2", 13: up(v4), 14: "1", 15: "1"}
         for column, value in columns.items():
             mib[f"{OPER_TABLE}.1.{column}{row}"] = value
         for a in v4["addresses"]:
@@ -50,26 +55,23 @@ def expected(frr, here, priorities):
     return mib
 
 
-def mib_matches(frr, here, agent, priorities):
-    # Up time: set exactly when up.
-    want, got = expected(frr, here, priorities), frr.walk(agent, VRRP)
-    for oid, value in want.items():
-        if value is None:  # vrrpOperUpTime
-            state = want[oid.replace(".1.13.", ".1.3.", 1)]
-            if oid not in got or (got[oid] != "0") != (state != "1"):
-                return False
-            got[oid] = None
-    mib_matches.last = (want, got)
-    return want == got
+def mib_matches(frr, agent, expect, roots):
+    # Walked first, so that what moves (up times, counters) is checked against what vrrpd says
+    # after. A callable is a check of the value read.
+    got = {o: v for root in roots for o, v in frr.walk(agent, root).items()}
+    want = expect()
+    mib_matches.last = {o: (want.get(o), got.get(o)) for o in want.keys() | got.keys()
+                        if o not in want or o not in got or
+                        not (want[o](got[o]) if callable(want[o]) else want[o] == got[o])}
+    return not mib_matches.last
 
 
-def assert_mib(frr, here, agent, priorities, timeout=5):
-    if not wait_until(lambda: mib_matches(frr, here, agent, priorities), timeout, 0.1):
-        want, got = mib_matches.last
-        diff = {o: (want.get(o), got.get(o)) for o in set(want) | set(got)
-                if want.get(o) != got.get(o)}
-        raise AssertionError(f"MIB differs from vrrpd (oid: (vrrpd, agent)): {diff}\n"
-                             f"{agent.log()[-3000:]}")
+def assert_mib(frr, here, agent, priorities, timeout=5, more=None, roots=(VRRP,)):
+    """The MIB under `roots` as vrrpd and the kernel say, the VRRP-MIB's and what `more` adds."""
+    expect = lambda: {**expected(frr, here, priorities), **(more() if more else {})}
+    if not wait_until(lambda: mib_matches(frr, agent, expect, roots), timeout, 0.1):
+        raise AssertionError(f"MIB differs from vrrpd (oid: (vrrpd, agent)): "
+                             f"{mib_matches.last}\n{agent.log()[-3000:]}")
 
 
 def new_masters(trapd, here, vrid):

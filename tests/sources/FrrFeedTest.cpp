@@ -19,16 +19,17 @@ using Sources::FrrFeed;
 
 const std::string kShowConfig = "show yang operational-data /frr-interface:lib with-config";
 
-// A link message of the parent cap-a0 (vrid 0) or of a router's macvlan on it, at ifIndexes no
-// interface has (no multicast group is joined here).
-std::string link(U8 vrid, bool protodown, U16 type = RTM_NEWLINK) {
+// A link message of the parent cap-a0 (vrid 0) or of a router's macvlan on it (`v6`: its IPv6
+// one), at ifIndexes no interface has (no multicast group is joined here).
+std::string link(U8 vrid, bool protodown, U16 type = RTM_NEWLINK, bool v6 = false) {
   alignas(nlmsghdr) char buffer[256];
   nlmsghdr* m = mnl_nlmsg_put_header(buffer);
   m->nlmsg_type = type;
   auto* info = static_cast<ifinfomsg*>(mnl_nlmsg_put_extra_header(m, sizeof(ifinfomsg)));
-  info->ifi_index = 70000 + vrid;
-  mnl_attr_put_strz(m, IFLA_IFNAME, vrid ? ("vrrp" + std::to_string(vrid)).c_str() : "cap-a0");
-  const U8 mac[6] = {0, 0, 0x5e, 0, static_cast<U8>(vrid ? 1 : 9), vrid};
+  info->ifi_index = 70000 + vrid + (v6 ? 256 : 0);
+  const std::string name = "vrrp" + std::to_string(vrid) + (v6 ? "v6" : "");
+  mnl_attr_put_strz(m, IFLA_IFNAME, vrid ? name.c_str() : "cap-a0");
+  const U8 mac[6] = {0, 0, 0x5e, 0, static_cast<U8>(vrid ? 1 + v6 : 9), vrid};
   mnl_attr_put(m, IFLA_ADDRESS, sizeof(mac), mac);
   if (vrid) mnl_attr_put_u32(m, IFLA_LINK, 70000);
   mnl_attr_put_u8(m, IFLA_PROTO_DOWN, protodown);
@@ -119,6 +120,8 @@ TEST(FrrFeedTest, AFlipIsAskedAboutAtOnceAndWhatComesMeanwhileInOneFollowUp) {
   EXPECT_EQ(f.router(5).state, FhrpState::backup);
   EXPECT_EQ(f.serve(), Lines{"show vrrp interface cap-a0 6 json"});
   EXPECT_EQ(f.router(6).state, FhrpState::backup);
+  f.event(link(7, true, RTM_NEWLINK, true));  // an IPv6 macvlan alike
+  EXPECT_EQ(f.serve(), Lines{"show vrrp interface cap-a0 7 json"});
   EXPECT_TRUE(f.lines.empty());
 }
 
