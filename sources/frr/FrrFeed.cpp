@@ -35,6 +35,25 @@ bool sameConfiguration(const std::vector<VrrpdRouter>& a, const std::vector<Vrrp
       [](const VrrpdRouter& x, const VrrpdRouter& y) { return sameConfiguration(x, y); });
 }
 
+// The routers the advertisement listener hears, on their parents: what their advertisements must
+// say, and the parent's subnet, where IPv4 ones may come from.
+AdvertListener::Parents listenedParents(const FrrInputs& in) {
+  AdvertListener::Parents parents;
+  for (const VrrpdRouter& r : in.routers) {
+    auto index = in.kernel.ifIndex.find(r.parent);
+    if (index == in.kernel.ifIndex.end()) continue;
+    AdvertListener::Parent& parent = parents[index->second];
+    if (auto primary = in.kernel.primary.find(r.parent); primary != in.kernel.primary.end()) {
+      parent.subnet = primary->second;
+    }
+    AdvertListener::Router& router = parent.routers[{r.vrid, Lirex::AddrFamily::ipv4}];
+    router.version = r.version;
+    router.intervalCentiseconds = (r.intervalMs + 5) / 10;
+    router.addresses.assign(r.addresses.begin(), r.addresses.end());
+  }
+  return parents;
+}
+
 }  // namespace
 
 // The routers asked about one by one, together: done once each has its answer or failure.
@@ -300,16 +319,8 @@ void FrrFeed::routersChanged() {
 }
 
 void FrrFeed::publish() {
-  AdvertListener::Parents parents;  // a parent's subnet is where its adverts may come from
-  for (const VrrpdRouter& r : inputs_.routers) {
-    auto it = inputs_.kernel.ifIndex.find(r.parent);
-    auto primary = inputs_.kernel.primary.find(r.parent);
-    if (it != inputs_.kernel.ifIndex.end() && primary != inputs_.kernel.primary.end()) {
-      parents[it->second] = primary->second;
-    }
-  }
   if (listening_) {
-    adverts_.interfacesAre(parents);
+    adverts_.interfacesAre(listenedParents(inputs_));
     inputs_.adverts = adverts_.view();
   }
   Zentra::StateDocument snapshot = frrSnapshot(inputs_);
