@@ -25,7 +25,7 @@ max_len() {
     fuzz_state_document) echo 16384 ;;
     fuzz_snmp_request) echo 1500 ;;
     fuzz_vrrpd_reply) echo 16384 ;;
-    fuzz_advert) echo 4096 ;;
+    fuzz_advert) echo 8192 ;;
     fuzz_netlink) echo 32768 ;;
     *) echo 4096 ;;
   esac

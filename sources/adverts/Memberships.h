@@ -2,24 +2,26 @@
 // The host's membership of the VRRP group on each interface the listener wants to hear: without
 // one, the kernel drops the group's packets that arrive there before any socket sees them.
 //
-// Linux allows a socket igmp_max_memberships memberships (20 by default), so a router with more
-// parents (VLANs) needs several sockets. They are plain UDP sockets that receive nothing: a join
-// needs no privilege, so interfaces that appear after CAP_NET_RAW was dropped are joined all the
-// same, and the one raw socket hears every group the host joined (IP_MULTICAST_ALL).
+// Linux allows an IPv4 socket igmp_max_memberships memberships (20 by default); IPv6 has no such
+// count, but a socket's option memory (net.core.optmem_max) runs out after a few hundred (365 on
+// Debian 12's kernel, ENOMEM). So a router with more parents (VLANs) needs several sockets. They
+// are plain UDP sockets that receive nothing: a join needs no privilege, so interfaces that
+// appear after CAP_NET_RAW was dropped are joined all the same, and the family's one raw socket
+// hears every group the host joined (IP_MULTICAST_ALL, IPV6_MULTICAST_ALL).
 #include <map>
 #include <set>
 #include <utility>
 #include <vector>
 
 #include "kiv/Types.h"
-#include "lirex/IpAddr.h"
+#include "lirex/InetAddr.h"
 
 namespace Sources {
 
 class Memberships {
  public:
-  // perSocket 0: the host's igmp_max_memberships.
-  explicit Memberships(Lirex::IpAddr group, std::size_t perSocket = 0);
+  // perSocket 0: the host's igmp_max_memberships for an IPv4 group, no count for IPv6.
+  explicit Memberships(Lirex::InetAddr group, std::size_t perSocket = 0);
   ~Memberships();
   Memberships(const Memberships&) = delete;
   Memberships& operator=(const Memberships&) = delete;
@@ -38,8 +40,8 @@ class Memberships {
     bool full = false;  // the kernel said so, whatever the limit read
   };
   void join(U32 ifIndex);
-  int change(int fd, int option, U32 ifIndex) const;
-  Lirex::IpAddr group_;
+  int change(int fd, bool join, U32 ifIndex) const;  // 0 or errno
+  Lirex::InetAddr group_;
   std::size_t perSocket_;
   std::vector<Socket> sockets_;
   std::set<U32> wanted_;

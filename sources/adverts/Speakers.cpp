@@ -1,16 +1,18 @@
 #include "sources/adverts/Speakers.h"
 
-#include <algorithm>
+#include <utility>
 
 namespace Sources {
 
 double Speakers::masterDownSeconds(const Advert& advert) {
-  return 3.0 * advert.intervalSeconds + (256.0 - advert.priority) / 256.0;
+  const double interval = advert.intervalCentiseconds / 100.0;
+  const double share = (256.0 - advert.priority) / 256.0;
+  return 3 * interval + share * (advert.version == kVrrpVersion2 ? 1.0 : interval);
 }
 
-bool Speakers::heard(Key key, const Advert& advert, double now) {
+bool Speakers::heard(const AdvertKey& key, const Advert& advert, double now) {
   auto master = masters_.find(key);
-  const bool fromMaster = master != masters_.end() && master->second == advert.source;
+  const bool fromMaster = master != masters_.end() && master->second.address == advert.source;
   if (advert.priority == 0) {
     // The master resigns: until the next one speaks, there is none. Another router's
     // resignation says nothing about the master.
@@ -18,30 +20,30 @@ bool Speakers::heard(Key key, const Advert& advert, double now) {
     erase(key);
     return true;
   }
-  Standing standing{advert.priority, now + masterDownSeconds(advert)};
-  if (fromMaster) {
-    standing_[key] = standing;
-    return false;
-  }
-  if (master != masters_.end()) {
-    const Standing& held = standing_.at(key);
+  const HeardMaster heard{advert.source, advert.priority};
+  const double expires = now + masterDownSeconds(advert);
+  if (master != masters_.end() && !fromMaster) {
     // Two routers advertise for a moment when one preempts the other: the election's winner
     // is the master. A silent master is replaced by whoever speaks.
-    if (held.expires > now && std::pair(held.priority, master->second.value()) >
-                                  std::pair(advert.priority, advert.source.value())) {
+    const HeardMaster& held = master->second;
+    if (expires_.at(key) > now &&
+        std::pair(held.priority, held.address) > std::pair(heard.priority, heard.address)) {
       return false;
     }
   }
-  masters_[key] = advert.source;
-  standing_[key] = standing;
-  return true;
+  // The master's own advertisement may carry another priority: told like a new master, since
+  // the priority it advertises is part of what is heard.
+  const bool changed = master == masters_.end() || master->second != heard;
+  masters_[key] = heard;
+  expires_[key] = expires;
+  return changed;
 }
 
 bool Speakers::expire(double now) {
   bool forgot = false;
-  for (auto it = standing_.begin(); it != standing_.end();) {
-    const auto [key, standing] = *it++;
-    if (standing.expires > now) continue;
+  for (auto it = expires_.begin(); it != expires_.end();) {
+    const auto [key, expires] = *it++;
+    if (expires > now) continue;
     erase(key);
     forgot = true;
   }
@@ -50,20 +52,15 @@ bool Speakers::expire(double now) {
 
 std::optional<double> Speakers::nextExpiry() const {
   std::optional<double> next;
-  for (const auto& [key, standing] : standing_) {
-    if (!next || standing.expires < *next) next = standing.expires;
+  for (const auto& [key, expires] : expires_) {
+    if (!next || expires < *next) next = expires;
   }
   return next;
 }
 
-U32 Speakers::priority(Key key) const {
-  auto it = standing_.find(key);
-  return it == standing_.end() ? 0 : it->second.priority;
-}
-
-void Speakers::erase(Key key) {
+void Speakers::erase(const AdvertKey& key) {
   masters_.erase(key);
-  standing_.erase(key);
+  expires_.erase(key);
 }
 
 }  // namespace Sources

@@ -47,6 +47,28 @@ std::size_t masters(const std::vector<VrrpdRouter>& routers) {
                          });
 }
 
+// The routers the advertisement listener hears, on their parents: what their advertisements must
+// say, and the parent's subnet, where IPv4 ones may come from.
+AdvertListener::Parents listenedParents(const FrrInputs& in) {
+  AdvertListener::Parents parents;
+  for (const VrrpdRouter& r : in.routers) {
+    auto index = in.kernel.ifIndex.find(r.parent);
+    if (index == in.kernel.ifIndex.end()) continue;
+    AdvertListener::Parent& parent = parents[index->second];
+    if (auto primary = in.kernel.primary.find(r.parent); primary != in.kernel.primary.end()) {
+      parent.subnet = primary->second;
+    }
+    for (Lirex::AddrFamily family : {Lirex::AddrFamily::ipv4, Lirex::AddrFamily::ipv6}) {
+      if (!r.shows(family)) continue;
+      AdvertListener::Router& router = parent.routers[{r.vrid, family}];
+      router.version = r.version;
+      router.intervalCentiseconds = (r.intervalMs + 5) / 10;
+      router.addresses = r.instance(family).addresses;
+    }
+  }
+  return parents;
+}
+
 }  // namespace
 
 // The routers asked about one by one, together: done once each has its answer or failure.
@@ -153,8 +175,10 @@ void FrrFeed::askChanged() {
   round->left = changed.size();
   auto done = [this, round] {
     if (--round->left > 0 || round->broken) return;
-    if (round->updated) routersChanged();
-    // A priority change moves routers too: its configured value is read at once.
+    // A priority change moves routers too: its configured value is read at once, and they are
+    // published with it.
+    heldBack_ |= round->updated && round->reconfigured;
+    if (round->updated && !round->reconfigured) routersChanged();
     wantAll_ |= round->askAll;
     wantConfiguration_ |= round->reconfigured;
     next();
@@ -244,7 +268,7 @@ void FrrFeed::answered(std::vector<VrrpdRouter> routers, bool reconfigured, doub
   // keep the poll away for long.
   const double gap =
       std::clamp(kPollShare * (loop_.now() - started), kPollSeconds, kMaxPollSeconds);
-  if (reconfigured || routers != inputs_.routers) {
+  if (std::exchange(heldBack_, false) || reconfigured || routers != inputs_.routers) {
     inputs_.routers = std::move(routers);
     routersChanged();
   }
@@ -326,16 +350,8 @@ void FrrFeed::routersChanged(bool fromVrrpd) {
 }
 
 void FrrFeed::publish() {
-  AdvertListener::Parents parents;  // a parent's subnet is where its adverts may come from
-  for (const VrrpdRouter& r : inputs_.routers) {
-    auto it = inputs_.kernel.ifIndex.find(r.parent);
-    auto primary = inputs_.kernel.primary.find(r.parent);
-    if (it != inputs_.kernel.ifIndex.end() && primary != inputs_.kernel.primary.end()) {
-      parents[it->second] = primary->second;
-    }
-  }
   if (listening_) {
-    adverts_.interfacesAre(parents);
+    adverts_.interfacesAre(listenedParents(inputs_));
     inputs_.adverts = adverts_.view();
   }
   Zentra::StateDocument snapshot = frrSnapshot(inputs_);

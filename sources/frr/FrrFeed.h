@@ -99,6 +99,9 @@ class FrrFeed {
   // What was asked for while vrrpd was busy: it follows, so that no change is missed.
   bool wantAll_ = false;
   bool wantConfiguration_ = false;
+  // Routers that moved with a new priority, held back until their configured priority is read:
+  // a new master's reason compares the priority it was given with the one it heard.
+  bool heldBack_ = false;
   std::set<RouterKey> changed_;  // routers whose macvlan flipped, not yet asked about
   std::optional<Loop::EventLoop::TimerId> poll_;
   FrrInputs inputs_;

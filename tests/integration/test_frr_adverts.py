@@ -1,14 +1,21 @@
 """fhrp-snmpd --frr hearing the VRRP advertisements on the wire: a backup's master on every one
-of many parents, and nothing moved by a flood of forged advertisements."""
+of many parents, nothing moved by a flood of forged advertisements, and bad advertisements
+counted in the VRRPv3-MIB."""
+import time
 from pathlib import Path
 
 import pytest
 
-from harness import OPER_TABLE, VRRP, free_port, wait_until
+from harness import OPER_TABLE, SNMP_TRAP_OID, VRRP, free_port, wait_until
 import frr_lab
 
 FLOOD = Path(__file__).resolve().parents[2] / "bench" / "advert_flood.py"
 PUBLISHED = "Sources/1: published at"
+# vrrpv3OperationsMasterIpAddr, vrrpv3StatisticsIpTtlErrors and ProtoErrReason,
+# vrrpv3RouterVrIdErrors, vrrpv3ProtoError.
+V3_MASTER, TTL_ERRORS, ERR_REASON = (f".1.3.6.1.2.1.207.1.{c}" for c in ("1.1.1.3", "2.5.1.5",
+                                                                       "2.5.1.6"))
+VRID_ERRORS, PROTO_ERROR = ".1.3.6.1.2.1.207.1.2.3.0", ".1.3.6.1.2.1.207.0.2"
 
 
 def lab_with(lab, routers, parents=1):
@@ -81,8 +88,39 @@ def test_forged_advertisements_move_nothing_and_the_agent_keeps_answering(lab):
         assert int(flood.log()) > 20000 and len(times) > 100
         assert all(t != "timeout" and float(t) < 100 for t in times), times
 
-        # Not a snapshot more: no row moved, no notification.
+        # No row moved, no notification; the error counters that rose were told at most once per
+        # AdvertListener::kChangeGap (0.25 s), and vrrpd's poll (once a second) takes the latest
+        # counts with it.
         assert mib() == before
-        assert agent.count(PUBLISHED) == published, agent.log()[-2000:]
+        assert agent.count(PUBLISHED) - published <= 10 / 0.25 + 10 + 2, agent.log()[-2000:]
+    finally:
+        frr.close()
+
+
+def test_bad_version_3_advertisements_are_counted_and_told_once_while_vrrpd_ignores_them(lab):
+    frr = lab_with(lab, [{"vrid": 13, "version": 3, "priority": {"here": 100, "there": 200},
+                          "interval": 100, "addresses": ["192.0.2.113"]}])
+    try:
+        here, there = frr.sides["here"], frr.sides["there"]
+        trapd = lab.trapd(free_port(), here.exec())
+        agent = frr.agent(int(trapd.sink.rsplit(":", 1)[1]))
+        row = f".{here.if_index(here.parent)}.13.1"
+        get = lambda oid: frr.walk(agent, oid).get(oid, "0")
+        there_address = bytes([192, 0, 2, 2]).decode("latin-1")  # an InetAddress's octets
+        assert wait_until(lambda: get(V3_MASTER + row) == there_address, 30, 0.2)
+        counts = lambda: (int(get(TTL_ERRORS + row)), int(get(VRID_ERRORS)))
+        ttl, vrid = counts()
+
+        send = lab.spawn(there.exec("/usr/bin/python3", FLOOD, "send", there.parent, "v3-ttl",
+                                    "v3-vrid"), "send")
+        assert send.wait(30) == 0, send.log()
+        assert wait_until(lambda: counts() == (ttl + 1, vrid + 1), 5, 0.2), agent.log()[-2000:]
+        errors = lambda: [n for n in trapd.notifications() if n.get(SNMP_TRAP_OID) == PROTO_ERROR]
+        assert wait_until(errors, 5, 0.1), trapd.log()
+        time.sleep(1)  # an unknown vrid names no row: nothing more follows
+        assert [n.get(ERR_REASON + row) for n in errors()] == ["1"]  # ipTtlError
+        # vrrpd took neither: still backup of the same master.
+        assert here.show_vrrp()[13]["v4"]["status"] == "Backup"
+        assert get(V3_MASTER + row) == there_address
     finally:
         frr.close()

@@ -23,19 +23,9 @@ ROUTERS = [{"vrid": v, "version": 2 if v == 20 else 3, "interval": 100,
 START = {(20, "v4"): "Backup", (21, "v4"): "Backup", (22, "v6"): "Backup", (23, "v4"): "Master",
          (23, "v6"): "Master"}
 
-# ---- What waits on the advertisement listener hearing VRRPv3 (IPv4 and IPv6) --------------
-# Until it does, a version 3 backup hears no master: its master address reads zero, the peer's
-# priority-0 advertisements are not counted, and an entry into master by preemption reads
-# masterNoResponse (no master's priority was heard). True once it hears them.
-HEARS_VRRPV3 = False
-PREEMPTION = PREEMPTED if HEARS_VRRPV3 else NO_RESPONSE
-
-
 def heard(there, router, half):
     """A version 3 backup's master as heard: the peer (IPv6: its macvlan's link-local)."""
-    return HEARS_VRRPV3 and (there.link_local(router[half]["interface"]) if half == "v6" else
-                             there.address)
-# ---------------------------------------------------------------------------------------------
+    return there.link_local(router[half]["interface"]) if half == "v6" else there.address
 
 
 def octets(address, half):
@@ -76,7 +66,7 @@ def expected_v3(frr, want):
         reason = want["reason"].get(key, 0) if status == "Master" else 0
         statistics = [str(want["entered"][key]), str(reason),
                       lambda v, rx=h["stats"]["adverRx"]: int(v) <= rx, "0", "0", "0",
-                      str(want["zero"][key] * HEARS_VRRPV3), str(want["sent"][key]), "0", "0", "0",
+                      str(want["zero"][key]), str(want["sent"][key]), "0", "0", "0",
                       str.isdigit, "1000"]
         mib.update({f"{OPER}.{c}{row}": v for c, v in enumerate(operations, 3)})
         mib.update({f"{STATS}.{c}{row}": v for c, v in enumerate(statistics, 1)})
@@ -138,11 +128,11 @@ def follow(lab, frr):
     want["priority"].update({21: 250, 22: 250})
     preempting = {**START, (21, "v4"): "Master", (22, "v6"): "Master"}
     step(lambda: [here.configure(f"vrrp {v} priority 250") for v in (21, 22)], preempting,
-         [(21, 1), (22, 2)], PREEMPTION)
+         [(21, 1), (22, 2)], PREEMPTED)
     # A master shut down sends priority 0 on both families and is not in service; brought back,
     # it preempts the peer that took over.
     want["sent"].update([(23, 1), (23, 2)])
     step(lambda: here.configure("vrrp 23 shutdown"),
          {**preempting, (23, "v4"): "Initialize", (23, "v6"): "Initialize"})
     step(lambda: here.configure("no vrrp 23 shutdown"), preempting, [(23, 1), (23, 2)],
-         PREEMPTION)
+         PREEMPTED)
