@@ -33,7 +33,8 @@ max_len() {
 
 if [ "${FUZZ_BUILD:-1}" != 0 ]; then
   echo "== fuzz: build (preset fuzz, build-fuzz/)"
-  if ! cmake --preset fuzz >/dev/null || ! cmake --build --preset fuzz -j "${JOBS:-$(nproc)}"; then
+  if ! cmake --preset fuzz >/dev/null ||
+    ! cmake --build --preset fuzz -j "${JOBS:-$(nproc)}" --target "${targets[@]}"; then
     echo "== fuzz: build failed" >&2
     exit 2
   fi
@@ -43,40 +44,56 @@ fi
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1}
 
 work=build-fuzz/fuzz-work
-results=()
-failed=0
-for target in "${targets[@]}"; do
-  binary=build-fuzz/fuzz/$target
-  dir=$work/$target
+
+# One target: its row of the table in $dir/result; exit 1 when it crashed.
+run_target() {
+  local target=$1 binary=build-fuzz/fuzz/$1 dir=$work/$1
   mkdir -p "$dir/corpus" "$dir/artifacts"
   if [ ! -x "$binary" ]; then
     echo "== fuzz: $target was not built" >&2
-    results+=("$target - - not-built")
-    failed=1
-    continue
+    echo "$target - - not-built" >"$dir/result"
+    return 1
   fi
+  local before extra=() seeds=()
   before=$(find "$dir/artifacts" -type f | wc -l)
-  extra=()
   [ -f "fuzz/dict/$target.dict" ] && extra+=(-dict="fuzz/dict/$target.dict")
-  seeds=()
   [ -d "fuzz/corpus/$target" ] && seeds+=("fuzz/corpus/$target")
   echo "== fuzz: $target for ${seconds}s"
   "$binary" -max_total_time="$seconds" -max_len="$(max_len "$target")" -timeout=10 \
     -print_final_stats=1 -artifact_prefix="$dir/artifacts/" "${extra[@]}" \
     "$dir/corpus" "${seeds[@]}" >"$dir/log" 2>&1
-  status=$?
+  local status=$? runs crashes
   runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$dir/log" | tail -1)
   crashes=$(($(find "$dir/artifacts" -type f | wc -l) - before))
   # A non-zero exit without an artifact is still a failure (e.g. a crash during startup).
   if [ "$status" != 0 ] && [ "$crashes" = 0 ]; then crashes=1; fi
+  echo "$target $seconds ${runs:-?} $crashes" >"$dir/result"
   if [ "$crashes" != 0 ]; then
-    failed=1
     echo "== fuzz: $target failed (exit $status); log $dir/log" >&2
     grep -E '^(==[0-9]+==ERROR|SUMMARY|.*assertion failed|.*runtime error|artifact_prefix)' \
       "$dir/log" | head -20 >&2
+    return 1
   fi
-  results+=("$target $seconds ${runs:-?} $crashes")
+}
+
+# As many targets at once as there are cores: each fuzzes on one.
+failed=0
+running=0
+for target in "${targets[@]}"; do
+  if [ "$running" -ge "${JOBS:-$(nproc)}" ]; then
+    wait -n || failed=1
+    running=$((running - 1))
+  fi
+  run_target "$target" &
+  running=$((running + 1))
 done
+while [ "$running" -gt 0 ]; do
+  wait -n || failed=1
+  running=$((running - 1))
+done
+
+results=()
+for target in "${targets[@]}"; do results+=("$(cat "$work/$target/result")"); done
 
 echo
 printf '%-22s %8s %12s %8s\n' target seconds executions crashes

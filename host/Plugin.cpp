@@ -71,11 +71,11 @@ int start(int, int, void*, void*) {
     return 0;
   }
   if (!stateFile.empty() && !frrVtyDirectory.empty()) {
-    Log::error("fhrpStateFile and fhrpFrr exclude each other; VRRP-MIB not served");
+    Log::error("fhrpStateFile and fhrpFrr exclude each other; the VRRP MIBs are not served");
     return 0;
   }
   if (stateFile.empty() && frrVtyDirectory.empty()) {
-    Log::error("no fhrpStateFile or fhrpFrr line in snmpd.conf; VRRP-MIB not served");
+    Log::error("no fhrpStateFile or fhrpFrr line in snmpd.conf; the VRRP MIBs are not served");
     return 0;
   }
   service = std::make_unique<Host::Service>(newSource, true);
