@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Entry point for newcomers and CI: `make test` on a fresh Debian 12 machine installs what is
 # missing, builds twice (plain and with sanitizers) and runs every test in both.
 # The build directories and flags live in CMakePresets.json (presets default and asan).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The plug-in's root object: holds the VRRP-MIB model and the machine that keeps
 // it current. The host creates it by type name and wires it through its

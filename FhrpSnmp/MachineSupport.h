@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // What the mirroring machines share: their trace handle, key snapshots for walks
 // that may change what they walk, and the base of their reactors.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // Registers this folder's types with the framework's type registry, so that the
 // host can create and wire them by name. Each call may run any number of times.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The reader shared by the text forms of this folder's value keys:
 //   Value('FhrpSnmp::<type>', ** {'name': value, ...})

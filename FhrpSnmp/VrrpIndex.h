@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The value keys of the VRRP-MIB model's tables. Field order is SNMP index order,
 // so the defaulted comparisons order rows exactly as their OIDs are ordered.

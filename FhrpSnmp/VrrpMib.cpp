@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "FhrpSnmp/VrrpMib.h"
 
 #include "kiv/Exception.h"

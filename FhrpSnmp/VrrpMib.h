@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The in-memory VRRP-MIB: three ordered tables that the mirroring machines fill
 // and the SNMP handlers walk in index order.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // Mirrors one VRRP virtual router into the VRRP-MIB model: while the router's
 // configured version is 2 it keeps the router's OperEntry, RouterStatsEntry and one

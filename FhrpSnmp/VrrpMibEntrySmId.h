@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The key of a per-virtual-router mirroring machine: one virtual router on one
 // interface, named as the FHRP records name it (not by ifIndex, which may change).

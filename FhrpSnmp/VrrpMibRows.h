@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The rows of the VRRP-MIB model. Rows do not copy VRRP state: an OperEntry points
 // at its virtual router's configuration and status records and reads them when

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // Decides for which virtual routers a VrrpMibEntrySm exists: one per (interface,
 // virtual-router id) that the FHRP configuration and status both hold, on an

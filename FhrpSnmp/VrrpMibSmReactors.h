@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The reactors of VrrpMibSm. Each holds its record and a back pointer to the
 // machine; the per-interface ones that scan a collection also wait for the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // Mirrors one version 3 virtual router of one address family into the VRRPv3-MIB model: its
 // operations row (which is also its statistics row) and one associated-address row per virtual

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The value keys of the VRRPv3-MIB model's tables. Field order is SNMP index order and every
 // field orders as its sub-identifiers do (an InetAddr by family, which fixes the length

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Vrrpv3/Vrrpv3Mib.h"
 
 #include <sstream>

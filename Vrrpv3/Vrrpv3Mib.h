@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The in-memory VRRPv3-MIB: two ordered tables that the mirroring fills and the SNMP module
 // walks in index order (vrrpv3StatisticsTable AUGMENTS vrrpv3OperationsTable and is served from

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The rows of the VRRPv3-MIB model. Like the VRRP-MIB's rows they copy no VRRP state: a row
 // points at its router's configuration record and at the status record of its family and reads

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // Decides which rows the VRRPv3-MIB has: one EntrySm per (interface, virtual router, address
 // family) whose router is configured as version 3, whose status of that family exists, and whose

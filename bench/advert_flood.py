@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The load of bench/adverts.py and tests/integration/test_frr_adverts.py, run inside a lab
 namespace (`ip netns exec`): VRRP advertisements made by hand, and SNMP GETs timed one by one
 while they fly.

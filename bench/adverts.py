@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: Apache-2.0
 """fhrp-snmpd --frr under a flood of VRRP advertisements sent from the other side of the FRR lab
 (tests/integration/frr_lab.py, root only): the snapshots it publishes per second (its
 `Sources/1: published at` lines) and the answer time of a GET every 50 ms meanwhile, for

@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: Apache-2.0
 """Figures for fhrp-snmpd --frr against real FRR in two network namespaces (root only):
 
   failover  the time from vrrpd's transition (its log line, microsecond timestamps) to the MIB

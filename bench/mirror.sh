@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Time and memory to apply state documents through the daemon's own service, for N from 1024
 # to 16384 routers (bench/mirror/MirrorBench.cpp says what each figure covers).
 #

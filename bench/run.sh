@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Every benchmark, one after the other, with the machine they ran on: what `make bench` runs
 # after building the bench preset. The output is what docs/performance.md records.
 #

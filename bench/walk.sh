@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Walk rates of fhrp-snmpd against net-snmp's own table helper (baseline-agent) on the same
 # generated state documents, for N = 16, 256, 4096 and 16384 virtual routers.
 #

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // What each fuzz target does with one input. The libFuzzer drivers (fuzz_<target>.cpp) and the
 // regression test that replays saved inputs (tests/fuzz_regressions) call these same

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // A listening address of net-snmp's agent whose datagrams come from memory: a message handed to
 // deliver() goes through the path a datagram from the socket takes (the session's read, message

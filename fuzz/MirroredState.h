@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The records, the models and the machines between them, wired as the daemon wires them
 // (host/Service.cpp, host/Vrrpv3MibModule.cpp): a state tree fed by a publisher, the mirroring

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "fuzz/SnmpReplyCheck.h"
 
 #include <algorithm>
@@ -55,6 +56,9 @@ std::optional<Message> parse(std::string_view bytes) {
   }
   for (const netsnmp_variable_list* v = pdu->variables; v; v = v->next_variable) {
     m.names.push_back({{v->name, v->name + v->name_length}, v->type});
+    // BER holds at least two arcs: an empty OID is read as .0, and net-snmp sends that back
+    // as .0.0.
+    if (m.names.back().oids.size() < 2) m.names.back().oids.resize(2, 0);
   }
   return m;
 }

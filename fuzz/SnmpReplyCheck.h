@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // What every reply of the agent to a community-based request must satisfy, whatever the
 // request: it is a well-formed response; a GET answers exactly the names asked; GETNEXT and

@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: Apache-2.0
 """Captures fuzz_netlink seeds with IPv6 in them from the kernel (root only): in a network
 namespace of its own, a parent with a VRRP router's IPv4 and IPv6 macvlans, dumped as fhrp-snmpd
 dumps them (links, then the addresses of both families), and the events of an IPv6 macvlan's

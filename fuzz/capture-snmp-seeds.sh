@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Regenerates fuzz/corpus/fuzz_snmp_request/: the first message each net-snmp command sends,
 # captured from its packet dump (-d) while it talks to a stock snmpd on 127.0.0.1. Only the
 # request bytes are kept; they do not depend on what the agent answers.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // libFuzzer entry; the work is FhrpFuzz::stateDocument, shared with the regression test.
 #include "fuzz/Inputs.h"
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Builds the fuzz preset and runs each fuzz target for a bounded time, then prints a table of
 # executions and crashes per target. Exits 1 when any target crashed, 2 on a build failure.
 #

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // A --listen address that no interface holds yet: at boot the agent may start before the
 // network has assigned it. It is tried again every second for up to a minute, with one line

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The subagent's link to its AgentX master, told as an operator needs it: waiting for the
 // master (once per reason, in the system's words), registered (the first time: the daemon is

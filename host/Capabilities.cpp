@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "host/Capabilities.h"
 
 #include <sys/capability.h>

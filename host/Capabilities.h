@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // CAP_NET_RAW, held only as long as opening raw sockets takes. The advertisement listener (the
 // one user) opens its raw sockets when the FRR source starts and hears interfaces that appear

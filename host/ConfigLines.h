@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // net-snmp configuration lines built from fhrp-snmpd's options. net-snmp's reader splits a line
 // into words at white space unless a word is quoted, so a value pasted as it is adds words of

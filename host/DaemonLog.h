@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // fhrp-snmpd's log sink. Every line, net-snmp's and the product's (platform/Log.h, which writes
 // through net-snmp's log), goes to stderr with the one prefix "fhrp-snmpd: ", and with its

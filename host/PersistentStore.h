@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // Where net-snmp keeps what must outlive the process: the engine ID, the boot counter (SNMPv3
 // managers follow it to refuse replayed messages) and the SNMPv3 users made with createUser.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The product wired together, the same for fhrp-snmpd and the plug-in for a stock snmpd: the
 // state tree, the publisher, the model and the agent that mirrors the tree into it, the MIB

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // Hosting net-snmp's agent in fhrp-snmpd: a standalone master agent or an AgentX
 // subagent, on one event loop that also serves our own file descriptors.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // fhrp-snmpd under systemd (Type=notify; all of it does nothing elsewhere). The status line goes
 // to systemd as STATUS=, and READY=1 tells it that the units ordered after fhrp-snmpd may start:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "host/VrrpMibModule.h"
 
 #include "platform/Snmp/HandlerRegistration.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "host/Vrrpv3MibModule.h"
 
 #include "Vrrpv3/Vrrpv3Sm.h"

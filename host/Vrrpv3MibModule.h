@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The VRRPv3-MIB beside the VRRP-MIB: its model and mirroring over the service's state tree, and
 // its module's registration with the agent.

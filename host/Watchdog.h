@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // systemd's watchdog (WatchdogSec= in the unit), fed from the event loop itself: a loop that no
 // longer turns stops the pings, and systemd then kills and restarts the daemon.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // fhrp-snmpd: serves the VRRP-MIB from a state document or FRR's vrrpd, as a standalone SNMP
 // agent or as an AgentX subagent of the machine's snmpd.
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // Broken invariants stop the process: they are programming or deployment faults,
 // never a reaction to input.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The framework clock: Unix time in seconds, replaceable by tests.
 #include <functional>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // A named directory of counted objects, addressed by relative paths "a/b/c".
 #include <map>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // Named framework objects. An entity can also notify reactors (kiv/Notifier.h),
 // and knows the names of its attributes through the type registry.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The framework's exceptions. Each carries the message the caller shows as is.
 #include <exception>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // Unordered collections keyed by value types that provide std::hash.
 #include <unordered_map>

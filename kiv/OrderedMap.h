@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // An ordered, counted collection of counted rows keyed by a value type.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // Counted objects and the counted pointer that shares them. Everything runs on one
 // thread (the agent's event loop), so counts are plain integers.

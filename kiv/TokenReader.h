@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // Reads the tokens of our value text forms, e.g. Value('Type', ** {'name': value}).
 // Every error is a Kiv::RangeException whose message says what was expected and where.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // Types registered by name at load time: a factory and a table of reflective
 // attributes, through which a host creates and wires objects it knows only by name.

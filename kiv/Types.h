@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // Fixed-width integer names used across the product, and the framework string.
 #include <cstdint>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // A 48-bit Ethernet (MAC) address, written 00:00:5e:00:01:05.
 #include <array>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // An IPv4 or IPv6 address, as the VRRPv3-MIB's InetAddress columns hold one: the family and
 // the octets in network order. Ordering is by family first (every IPv4 address before every

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "lirex/IntfId.h"
 
 #include "kiv/Exception.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The name of a network interface, e.g. Ethernet1. The default (empty) names no interface.
 #include <compare>

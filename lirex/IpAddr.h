@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // An IPv4 address, kept as a host-order number so that numeric order is address order.
 #include <array>

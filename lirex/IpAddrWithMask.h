@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // An IPv4 address with a prefix length, e.g. an interface address 192.0.2.2/24. Host bits are
 // kept as given.

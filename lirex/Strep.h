@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The text form ("strep") of a value: each value type declares valueToStrep and explicit
 // specialisations of these two parsers next to its definition.

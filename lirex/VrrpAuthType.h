@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The VRRP authentication type, numbered as on the wire and in the MIB. The underlying type is
 // int so that an out-of-range number read from elsewhere can still be held (and rejected).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The product's log: the one way to write a line for the operator, in the daemon and in the
 // plug-in alike. Lines go through net-snmp's log, so they land wherever the hosting agent logs

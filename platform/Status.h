@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The program's status in one line, for a service manager to show beside it (systemd's
 // STATUS=, in `systemctl status`): what the agent serves or waits for, and what a source needs

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Runs fhrp-snmpd on a copy of examples/lab.json, with a local snmptrapd catching its
 # notifications, and shows what to try. Ctrl-C stops both.
 set -euo pipefail

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # CI's package stage, as root on a Debian 12 machine: builds the package (`make package`),
 # installs it with apt-get, checks what it installed and that the installed daemon serves
 # examples/lab.json, standalone and as AgentX subagent of an snmpd that uses the example

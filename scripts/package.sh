@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # `make package`: builds the Debian package fhrp-snmp into dist/ and checks it with lintian.
 # The version is the one in CMakeLists.txt; debian/changelog is written from it here and exists
 # only in the copy of the source that is built (dist/build/fhrp-snmp), so the two never

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # CI's systemd stage (`make systemd-check`), as root on a Debian 12 machine: the package under a
 # real systemd. Boots a minimal Debian 12 with systemd-nspawn (private network: nothing it runs
 # is reachable from outside), installs the freshly built package with snmpd and FRR there, runs

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The VRRP-MIB's numbers for the FHRP and interface enumerations, and the address
 // decoder for GETNEXT hints. The encoders keep the platform's contract

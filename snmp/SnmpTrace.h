@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The module's trace handle. Every hook call traces, so the handle is looked up once.
 #include "kiv/Trace.h"

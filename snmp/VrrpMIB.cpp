@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The module's entry: init_VrrpMIB per context, the per-context bookkeeping, and the static
 // registration through which the agent finds the module.
 #include "snmp/VrrpMIB.h"

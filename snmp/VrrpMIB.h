@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The VRRP-MIB module: vrrpNodeVersion and vrrpNotificationCntl in every context, and
 // vrrpOperTable and vrrpAssoIpAddrTable, read from the FhrpSnmp::VrrpMib model, in the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // vrrpAssoIpAddrTable: one row per address of a virtual router, indexed by ifIndex,
 // vrrpOperVrId and vrrpAssoIpAddr.
 #include "kiv/Types.h"

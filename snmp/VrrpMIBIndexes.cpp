@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "snmp/VrrpMIBIndexes.h"
 
 #include "kiv/Exception.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The index parts the two VRRP-MIB tables share: ifIndex and vrrpOperVrId, and for the
 // association table vrrpAssoIpAddr. Reading them from a GETNEXT hint and writing a row's

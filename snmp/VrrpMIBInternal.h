@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // What the VRRP-MIB module's files share and its tests call directly: the net-snmp hooks,
 // under the names net-snmp's code generator gives them, and the per-context bookkeeping.

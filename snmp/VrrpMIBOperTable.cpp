@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // vrrpOperTable: one row per virtual router, indexed by ifIndex and vrrpOperVrId.
 #include "kiv/Types.h"
 #include "platform/Snmp/Conversions.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // vrrpNodeVersion and vrrpNotificationCntl: constants, registered in every context.
 #include "kiv/Assert.h"
 #include "platform/Snmp/Conversions.h"

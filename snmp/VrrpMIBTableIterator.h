@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The table-iterator hooks and the request handler that vrrpOperTable and
 // vrrpAssoIpAddrTable share, written once over a description of the table (TableTraits).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Registers the two tables with net-snmp's table iterator, in the default context only.
 #include <span>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The VRRP-MIB's object identifiers (RFC 2787, vrrpMIB 1.3.6.1.2.1.68), each written once: the
 // scalars, the tables and the notification refer to them by name.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The VRRP-MIB new-master notification. The mirroring machines call it; it knows
 // nothing of the model, so the model and the SNMP module never include each other.

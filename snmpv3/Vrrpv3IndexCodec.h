@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The instance parts of the VRRPv3-MIB's tables as sub-identifiers, and back.
 //

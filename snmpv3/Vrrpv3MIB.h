@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The VRRPv3-MIB module (RFC 6527, mib-2 207), read-only as vrrpv3ReadOnlyCompliance allows:
 // vrrpv3OperationsTable, vrrpv3AssociatedIpAddrTable, vrrpv3StatisticsTable and the router-wide

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The VRRPv3-MIB notifications. The mirroring calls them; they know nothing of the model, so the
 // model and the SNMP module never include each other. Both are queued on Snmp::TrapManager, the

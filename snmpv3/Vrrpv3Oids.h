@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // Every OID of the VRRPv3-MIB this module serves or sends, in one place.
 #include "platform/Snmp/NetSnmp.h"

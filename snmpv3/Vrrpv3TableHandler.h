@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // One handler for each of the VRRPv3-MIB's tables, registered on the table's OID (it gets every
 // request under it) and answering from one of the model's ordered tables. Every answer is one

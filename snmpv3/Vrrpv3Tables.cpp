@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The three tables' columns and the registration of the whole module.
 #include <algorithm>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The VRRPv3-MIB module's trace handle: level 1 for set-up, 2 per request, 4 for notifications.
 #include "kiv/Trace.h"

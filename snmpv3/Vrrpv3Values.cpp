@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "snmpv3/Vrrpv3Values.h"
 
 #include <algorithm>

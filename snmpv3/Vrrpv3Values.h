@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // Setting a varbind to a VRRPv3-MIB value: the platform's encoders for the 32-bit types, and
 // what they do not cover (Counter64, TimeStamp, InetAddress octets).

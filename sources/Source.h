@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // A source of state snapshots: something outside (the state document, FRR's vrrpd and the
 // kernel) that it reads and hands, as snapshots, to the one Zentra::StatePublisher it was made

@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: Apache-2.0
 """Captures vrrpd's answers for the FRR source's unit tests and fuzz seeds (root only), from
 FRR's vrrpd in the integration tests' namespace lab (tests/integration/frr_lab.py): side a is
 master of routers 5 (version 2), 6 (version 2, no preemption), 7 (version 3, IPv4) and 9

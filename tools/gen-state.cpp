@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Writes a state document with N virtual routers to stdout, for benchmarks, soak
 // tests and demos. Routers are spread over interfaces, at most 255 per interface;
 // each has one to four addresses; states and priorities vary. The same arguments

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // JSON text read through simdjson's On-Demand API, for readers that know the shape they expect
 // and take each value as they pass it. It adds what a document that may be half-written,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The state document (format 1) as plain values, and the reader that turns JSON text into it.
 // Version 3 routers, their IPv6 status and the statistics came later as optional members and

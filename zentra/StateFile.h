@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The state document on disk. A file that cannot be read, is too large, or does not hold a
 // valid document raises StateFileError with one line "FILE: reason"; the caller keeps the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // Tells when the state document may have changed. It watches the file's directory rather than
 // the file: writers replace the file by renaming a new one over it, editors delete and recreate

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // Makes the records of a state tree equal to a state document, change by change.
 //

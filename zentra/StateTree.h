@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The host's state database: one directory in which the input record trees live at fixed
 // paths. All the roots exist from construction on, empty until a publisher fills them, so

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The trace handle of the state tree's publishers: level 0 for rejected documents, level 1 for
 // each document applied.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // baseline-agent: the benchmarks' yardstick. A standalone net-snmp agent that serves
 // vrrpOperTable and vrrpAssoIpAddrTable of a state document through net-snmp's own
 // container-backed table helper, with fhrp-snmpd's command line and ready line, so that

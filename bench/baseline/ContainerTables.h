@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // vrrpOperTable and vrrpAssoIpAddrTable served through net-snmp's own container-backed table
 // helper (table_container over its default sorted container): the library's speed for a

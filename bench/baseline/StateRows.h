@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The rows of vrrpOperTable and vrrpAssoIpAddrTable that a state document yields, computed
 // once, as plain values: what the baseline agent serves. The reader follows the mirroring

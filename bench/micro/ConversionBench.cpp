@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The platform's encoders and decoders, one call each: the handler runs one encoder per
 // column of every row it answers, and the hint parser one decoder per index part.
 #include <benchmark/benchmark.h>

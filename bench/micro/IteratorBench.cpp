@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A walk in flight while the mirroring half changes the table: an iterator whose table
 // changed since it last moved searches again from its key instead of stepping. That search
 // must stay logarithmic, so a busy table never makes a walk quadratic.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Key comparison: every map step and every GETNEXT hint lookup is a handful of these.
 #include <benchmark/benchmark.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One virtual router's state change, end to end into the model, in a device of N routers:
 // the record setter a publisher calls, the mirroring machines' reactors, the model row. Its
 // cost must not depend on N. The publisher's diff of a parsed document that changes one

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The model's tables at device sizes: building them, looking rows up, and walking them the
 // two ways the SNMP side does (one iterator across the table, and one GETNEXT at a time:
 // find the requested row, step once). Each of these must cost at most log N per row.

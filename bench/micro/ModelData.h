@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // Keys and records shaped like a device's: 255 virtual routers per interface, interfaces
 // numbered from ifIndex 1000, one to four addresses per router (as tools/gen-state writes).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The VRRP-MIB module's own conversions, one call each.
 #include <benchmark/benchmark.h>
 

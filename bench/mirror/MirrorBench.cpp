@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // mirror-bench: what it costs fhrp-snmpd to take in state documents, through the daemon's own
 // service (Host::Service): read, parse and validate the document, diff it against the records,
 // run the mirroring machines and make the model's rows.

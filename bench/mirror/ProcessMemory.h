@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // This process's memory as the kernel counts it (/proc/self/status), in KiB.
 #include "kiv/Types.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // walk-rate: walks one subtree of an agent with GETBULK exactly as snmpbulkwalk does and
 // reports how many varbinds per second the agent delivers. The clock runs only around the
 // walks, so a table of 16 rows is measured as fairly as one of 16384 (a tool started per

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // VRRP configuration records published by the FHRP agent.
 #include "kiv/Record.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // VRRP statistics as a source counts them: per virtual router and address family (attributes
 // of the status records, VrrpStatus.h and VrrpStatusV6.h) and for the whole router.

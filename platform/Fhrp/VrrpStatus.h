@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // VRRP IPv4 status records published by the FHRP agent, for routers of either version. srcAddr
 // is the master's address: the router's own when master, the advertiser heard when backup.

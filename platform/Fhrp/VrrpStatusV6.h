@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // VRRP IPv6 status records published by the FHRP agent: the IPv6 half of a version 3 router
 // (IPv6 exists only in version 3). The same shape as the IPv4 status, with IPv6 addresses and the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // Maps an interface status record to the interface's IF-MIB ifIndex.
 #include "platform/Interface/IntfStatus.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // IPv4 status records published by the IP agent.
 #include "kiv/Record.h"

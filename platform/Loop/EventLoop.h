@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The one event loop everything runs on: file descriptors to watch, timers, and the clock that
 // measures durations. The agent answers requests on the same thread, so no component blocks it

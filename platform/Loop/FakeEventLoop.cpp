@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "platform/Loop/FakeEventLoop.h"
 
 #include <poll.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // An event loop whose clock only moves when told, for unit tests and fuzz targets: timers fall
 // due as advance() passes their time, and a descriptor's reader runs when the test says the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // How many more notifications an AgentX subagent may send its master now.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // Which notifications the agent may send. Modules register their notifications by group
 // ("vrrp") and name ("vrrpTrapNewMaster"); the daemon's configuration switches single

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // Encoders from our value types to the bytes snmp_set_var_typed_value(var, type, buf, len)
 // takes, and decoders for the values net-snmp hands us (GETNEXT index hints).

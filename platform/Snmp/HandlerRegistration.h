@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // MIB modules announce themselves here; the host registers their handlers with net-snmp
 // once the agent is initialised, for the default context and for every extra context.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // net-snmp's headers in the one order that compiles cleanly as C++ with our warnings.
 // Include this instead of the net-snmp headers themselves.

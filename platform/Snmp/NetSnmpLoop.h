@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The process's event loop: net-snmp's own, which the agent runs (agent_check_and_process in
 // fhrp-snmpd, snmpd's main loop for the plug-in). Descriptors become net-snmp readfds and timers

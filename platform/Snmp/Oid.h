@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // Building instance OIDs for handlers: index parts are appended one sub-identifier at a
 // time into a fixed buffer (usually MAX_OID_LEN long).

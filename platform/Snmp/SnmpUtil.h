@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // Process-wide things SNMP handlers reach for: the state tree they read records from
 // (mounted by the host) and the agent's SNMP configuration.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // A VRRP advertisement as the listener's raw sockets receive it, and the receive rules that need
 // nothing but the packet: RFC 3768 section 7.1 for version 2 (IPv4 only), RFC 5798 section 7.1

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // Listens to the VRRP advertisements on the wire, IPv4 and IPv6, versions 2 and 3: keeps the
 // address and priority of each router's current master, which no daemon reports on a backup,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // One raw socket for the VRRP advertisements (IP protocol 112) of one family, read in batches.
 //

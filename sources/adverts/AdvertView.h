@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // What the advertisement listener knows, as the FRR source takes it into each snapshot: the
 // master heard for each router (a backup's master address and the priority it advertises) and

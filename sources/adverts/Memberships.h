@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The host's membership of the VRRP group on each interface the listener wants to hear: without
 // one, the kernel drops the group's packets that arrive there before any socket sees them.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // Who is master of each router on each parent interface and family, as the advertisements tell:
 // the router heard with the highest priority (ties: the higher address, as routers elect), until

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The state document as a source. It is read at start and followed from then on: its directory
 // is watched (a directory that is not there, or goes away, is looked for again every few

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // Follows FRR's vrrpd and the kernel, and publishes what they say as state snapshots.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // What vrrpd, the kernel and the advertisements on the wire say, as one state snapshot: the
 // same form a state document parses into, so that it goes through the one publisher.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // FRR's vrrpd and the kernel as a source: FrrFeed, publishing into the one publisher and
 // logging through the product's log.

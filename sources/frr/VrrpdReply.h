@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // Readers of vrrpd's two answers:
 //  - `show vrrp json`: every virtual router with its state, cheap enough to ask on every event;

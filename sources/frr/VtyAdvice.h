@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // What the operator must do when vrrpd's vty socket cannot be reached for a reason that waiting
 // will not mend. A missing group membership or a wrong directory otherwise shows only as "vrrpd

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // A connection to one daemon's vty socket (e.g. /var/run/frr/vrrpd.vty), on the agent's event
 // loop. Queries never block it: vrrpd takes hundreds of milliseconds to compose its answers

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "sources/frr/VtyReply.h"
 
 #include "kiv/Assert.h"

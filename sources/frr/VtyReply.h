@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The framing of a daemon's vty socket, as vtysh speaks it: a command is its text and one NUL
 // byte; the answer is text ending in three NUL bytes and a status byte (0: success).

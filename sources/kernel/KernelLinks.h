@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The kernel's interfaces through rtnetlink: name, ifIndex, MAC, each interface's primary IPv4
 // address (the first that is not secondary) with its mask and its IPv6 link-local address. A full

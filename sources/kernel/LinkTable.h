@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The kernel's interfaces as rtnetlink messages describe them: name, ifIndex, MAC, the lower
 // device of a macvlan, its protodown flag, each interface's IPv4 addresses and its IPv6

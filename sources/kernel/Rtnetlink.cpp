@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "sources/kernel/Rtnetlink.h"
 
 #include <libmnl/libmnl.h>

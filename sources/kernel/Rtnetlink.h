@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // What KernelLinks needs of rtnetlink: a socket subscribed to link and address events, and
 // dumps on a socket of their own. The kernel's sockets (openRtnetlink) in the product; unit tests

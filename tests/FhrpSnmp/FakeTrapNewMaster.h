@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // Stands in for the SNMP module's new-master notification: records each call, and
 // runs an optional hook inside it (to change the world while a machine is busy).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // The input records of the mirroring machines, built and changed through their
 // own setters, a model to fill, and a capture of the machines' trace lines.

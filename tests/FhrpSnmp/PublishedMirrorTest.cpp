@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The machines fed as the daemon feeds them: documents applied by the publisher, which
 // removes a member by its own notification. After any change, the model must be what
 // mirroring the new document into an empty tree gives: no row left behind, none missing.

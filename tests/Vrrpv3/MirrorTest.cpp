@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The VRRPv3 mirroring fed through the one publisher, as the daemon feeds it: which routers get
 // rows, what the rows say, and which notifications go out.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Replays every input saved for a fuzz target, the inputs that once crashed it
 // (fuzz/regressions/<target>/) and its seed corpus (fuzz/corpus/<target>/), through the very
 // function the target runs. A defect aborts the process as it did under the fuzzer; the name

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The lines built from options, read by net-snmp's own configuration reader in an agent inside
 // the test process: every value comes out as it was given, or is refused.
 #include <gtest/gtest.h>

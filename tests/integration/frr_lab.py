@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Two FRR routers in namespaces of their own joined by veth pairs (one per parent interface,
 as VLANs would be on a real router), with private FRR paths.
 

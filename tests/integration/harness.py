@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """fhrp-snmpd, snmpd and snmptrapd on free loopback ports, a folder per test, ended by PID."""
 import json
 import os

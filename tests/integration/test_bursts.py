@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Bursts of new masters: 2,000 virtual routers master at start, then all backup, then all master
 again. The agent must answer throughout and every notification must reach a local snmptrapd,
 the three ways the module runs. Run with -s for the figures."""

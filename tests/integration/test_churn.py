@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Bulk walkers while the state document churns, FHRP_SOAK_SECONDS long (default 10)."""
 import os
 import random

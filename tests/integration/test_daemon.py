@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """fhrp-snmpd standalone, as AgentX subagent and as plug-in; live edits; the SNMPv3 set-up."""
 import os
 import signal

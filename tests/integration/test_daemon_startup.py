@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Start-up: bad starts in one line, AgentX readiness, the system group, the plug-in's document."""
 import os
 import pwd

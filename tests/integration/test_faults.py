@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A state document broken every way a file can be, and deaf sinks: the last good state served."""
 import os
 import random

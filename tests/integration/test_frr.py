@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """fhrp-snmpd --frr next to FRR's vrrpd: every column against vrrpd and the kernel, throughout."""
 from collections import Counter
 

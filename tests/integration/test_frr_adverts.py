@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """fhrp-snmpd --frr hearing the VRRP advertisements on the wire: a backup's master on every one
 of many parents, nothing moved by a flood of forged advertisements, and bad advertisements
 counted in the VRRPv3-MIB."""

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """fhrp-snmpd --frr when the kernel drops events, and when vrrpd stalls, dies and comes back."""
 import os
 import signal

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """fhrp-snmpd --frr and the VRRPv3-MIB: version 3 routers of both families beside a version 2
 one, every column of both MIBs against vrrpd and the kernel through failover, return, preemption
 and a shutdown, each entry into master announced with its reason."""

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Hostile datagrams: each answered rightly, nothing changed, memory flat, no leak at exit."""
 import socket
 from collections import namedtuple

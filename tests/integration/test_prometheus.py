@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """examples/prometheus: snmp.yml is what the generator makes of generator.yml, Debian's
 prometheus-snmp-exporter reports every router through it, and the alert rules hold on those
 metrics."""

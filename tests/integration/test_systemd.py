@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """fhrp-snmpd as the systemd unit runs it: our socket is NOTIFY_SOCKET, its log the journal."""
 import os
 import socket

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The VRRPv3-MIB: the same rows standalone, as AgentX subagent and as plug-in, every SET
 refused, new masters announced with their reason."""
 import json

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The network value types: their text forms (typed by operators, parsed by other code), order
 // and hashing.
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The module behind net-snmp's real request processing: the table, iterator and serialize
 // helpers, as a manager reaches them.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The table-iterator hooks called the way net-snmp's iterator calls them, without its
 // request processing: where get-first starts for each kind of hint, and what the loop and
 // data contexts keep alive.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The part of the module that the mirroring machines link, linked without the model. The
 // notification it sends is caught and checked by the daemon's test.
 #include <gtest/gtest.h>

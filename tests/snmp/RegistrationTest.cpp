@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What init_VrrpMIB and unregister_VrrpMIB leave with the agent, per context. One process
 // goes through the whole sequence: the module's bookkeeping is process-wide.
 #include <gtest/gtest.h>

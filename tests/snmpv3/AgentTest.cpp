@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The module behind net-snmp's real request processing, and its notifications.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The VRRPv3-MIB index codec: what it accepts, and where a GETNEXT from anything at all goes.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // vrrpd's vty socket in a scratch folder, answered by the test one command at a time, on the
 // fake loop: what a connection sends arrives when the test asks for it, and the client reads an

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // FrrFeed on the fake loop, against a vrrpd whose vty socket (in a scratch folder) the test
 // answers by hand and an rtnetlink whose events and dumps the test writes.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Permission is told by the daemon and the plug-in in tests/integration/test_daemon_startup.py.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 // A net-snmp master agent inside the test process, for module tests that must go through
 // net-snmp's real request processing (registrations, helpers, VACM).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The state-document reader: faults in the JSON text, the limits, then the values it refuses and
 // the defaults it fills in.
 #include <gtest/gtest.h>
