@@ -113,9 +113,16 @@ void parse(std::string_view json, Each each) {
   // hundreds of kilobytes, and fresh buffers of that size cost more in page faults than the parse
   // itself, once a second.
   static thread_local simdjson::ondemand::parser parser;
+  static thread_local simdjson::dom::parser validator;
   static thread_local std::string padded;
   padded.reserve(json.size() + simdjson::SIMDJSON_PADDING);
   padded.assign(json);
+  // On-Demand checks only what it reads, and a member looked up out of order makes it walk the
+  // object again on the word that the first walk found it whole: text that is no JSON (a missing
+  // comma in a part not read yet) is refused here first, by the parser that reads it all.
+  if (auto error = validator.parse(padded.data(), padded.size(), false).error()) {
+    throw VrrpdReplyError(Kiv::String8("vrrpd's answer: ") + simdjson::error_message(error));
+  }
   try {
     simdjson::ondemand::document document = parser.iterate(
         simdjson::padded_string_view(padded.data(), padded.size(), padded.capacity()));
