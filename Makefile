@@ -53,7 +53,7 @@ define test-default
 endef
 
 define build-asan
-	@echo "== build: Debug with AddressSanitizer and UBSan in build-asan/"
+	@echo "== build: RelWithDebInfo, clang with AddressSanitizer and UBSan, fuzz targets too, in build-asan/"
 	cmake --preset asan
 	cmake --build --preset asan -j $(JOBS)
 endef
@@ -79,8 +79,8 @@ test: deps
 	$(test-asan)
 	@echo "== test: both configurations passed"
 
-# The fuzz preset (clang, ASan, UBSan, libFuzzer; build-fuzz/) built whole, then every fuzz
-# target run for FUZZ_SECONDS (default 60) each; fails when any target crashed. See fuzz/run.sh.
+# The fuzz targets of the sanitizer build (clang, ASan, UBSan, libFuzzer; build-asan/), then every
+# one run for FUZZ_SECONDS (default 60); fails when any target crashed. See fuzz/run.sh.
 fuzz: deps
 	fuzz/run.sh
 
@@ -93,7 +93,7 @@ format-check:
 	$(SOURCES) | xargs -0 -r clang-format --dry-run --Werror
 
 clean:
-	rm -rf build build-asan build-bench build-fuzz dist
+	rm -rf build build-asan build-bench dist
 
 # The Debian package fhrp-snmp (version from CMakeLists.txt) into dist/, checked by lintian;
 # see scripts/package.sh. scripts/package-check.sh installs, tries and purges it (CI does).

@@ -1,15 +1,15 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Builds the fuzz preset and runs each fuzz target for a bounded time, then prints a table of
+# Builds the fuzz targets (sanitizer preset asan) and runs each for a bounded time, then prints a table of
 # executions and crashes per target. Exits 1 when any target crashed, 2 on a build failure.
 #
 #   fuzz/run.sh [TARGET...]        default: every target
 #   FUZZ_SECONDS=60                time per target
-#   FUZZ_BUILD=0                   skip configure and build (use what build-fuzz/ holds)
+#   FUZZ_BUILD=0                   skip configure and build (use what build-asan/ holds)
 #
-# Each target grows a working corpus in build-fuzz/fuzz-work/<target>/corpus, seeded from
+# Each target grows a working corpus in build-asan/fuzz-work/<target>/corpus, seeded from
 # fuzz/corpus/<target>/ and kept across runs. Crashing inputs land in
-# build-fuzz/fuzz-work/<target>/artifacts/; a fixed one belongs in fuzz/regressions/<target>/.
+# build-asan/fuzz-work/<target>/artifacts/; a fixed one belongs in fuzz/regressions/<target>/.
 set -uo pipefail
 cd "$(dirname "$0")/.."
 
@@ -33,9 +33,9 @@ max_len() {
 }
 
 if [ "${FUZZ_BUILD:-1}" != 0 ]; then
-  echo "== fuzz: build (preset fuzz, build-fuzz/)"
-  if ! cmake --preset fuzz >/dev/null ||
-    ! cmake --build --preset fuzz -j "${JOBS:-$(nproc)}" --target "${targets[@]}"; then
+  echo "== fuzz: build (preset asan, build-asan/)"
+  if ! cmake --preset asan >/dev/null ||
+    ! cmake --build --preset asan -j "${JOBS:-$(nproc)}" --target "${targets[@]}"; then
     echo "== fuzz: build failed" >&2
     exit 2
   fi
@@ -44,11 +44,11 @@ fi
 # UBSan stops at the first finding already (-fno-sanitize-recover); its report needs the stack.
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1}
 
-work=build-fuzz/fuzz-work
+work=build-asan/fuzz-work
 
 # One target: its row of the table in $dir/result; exit 1 when it crashed.
 run_target() {
-  local target=$1 binary=build-fuzz/fuzz/$1 dir=$work/$1
+  local target=$1 binary=build-asan/fuzz/$1 dir=$work/$1
   mkdir -p "$dir/corpus" "$dir/artifacts"
   if [ ! -x "$binary" ]; then
     echo "== fuzz: $target was not built" >&2
