@@ -8,9 +8,8 @@
 namespace Sources {
 namespace {
 
-using simdjson::ondemand::array;
-using simdjson::ondemand::object;
-using simdjson::ondemand::value;
+using simdjson::dom::object;
+using value = simdjson::dom::element;
 
 // A member that cannot be read, by its path from the innermost object read by name outwards
 // (v4.status).
@@ -23,7 +22,7 @@ struct MemberError {
 template <typename Read>
 auto member(object& o, std::string_view name, Read read) {
   try {
-    return read(o.find_field_unordered(name).value());
+    return read(o.at_key(name).value());
   } catch (const MemberError& e) {
     throw MemberError{Kiv::String8(name) + "." + e.path, e.reason};
   } catch (const simdjson::simdjson_error& e) {
@@ -78,7 +77,7 @@ std::vector<Lirex::InetAddr> addresses(value v) {
     if (out.size() == Zentra::StateDocument::kMaxIpAddrCount) {
       throw Kiv::RangeException("more than 255 addresses");
     }
-    out.push_back(address<kFamily>(a.value()));
+    out.push_back(address<kFamily>(a));
   }
   return out;
 }
@@ -111,22 +110,15 @@ template <typename Each>
 void parse(std::string_view json, Each each) {
   // One parser and one padded copy for every answer: vrrpd's answer for hundreds of routers is
   // hundreds of kilobytes, and fresh buffers of that size cost more in page faults than the parse
-  // itself, once a second.
-  static thread_local simdjson::ondemand::parser parser;
-  static thread_local simdjson::dom::parser validator;
+  // itself, once a second. The whole answer is parsed, not read On-Demand: its members are looked
+  // up out of order, and On-Demand walks an object again on the word that its first walk found
+  // it whole, which text that is no JSON (a missing comma in a part not read yet) breaks.
+  static thread_local simdjson::dom::parser parser;
   static thread_local std::string padded;
   padded.reserve(json.size() + simdjson::SIMDJSON_PADDING);
   padded.assign(json);
-  // On-Demand checks only what it reads, and a member looked up out of order makes it walk the
-  // object again on the word that the first walk found it whole: text that is no JSON (a missing
-  // comma in a part not read yet) is refused here first, by the parser that reads it all.
-  if (auto error = validator.parse(padded.data(), padded.size(), false).error()) {
-    throw VrrpdReplyError(Kiv::String8("vrrpd's answer: ") + simdjson::error_message(error));
-  }
   try {
-    simdjson::ondemand::document document = parser.iterate(
-        simdjson::padded_string_view(padded.data(), padded.size(), padded.capacity()));
-    each(document);
+    each(value(parser.parse(padded.data(), padded.size(), false)));
   } catch (const MemberError& e) {
     throw VrrpdReplyError("vrrpd's answer: " + e.path + ": " + e.reason);
   } catch (const simdjson::simdjson_error& e) {
@@ -138,8 +130,8 @@ void parse(std::string_view json, Each each) {
 
 std::vector<VrrpdRouter> parseShowVrrp(std::string_view json) {
   std::vector<VrrpdRouter> routers;
-  parse(json, [&](simdjson::ondemand::document& document) {
-    for (auto element : document.get_array()) {
+  parse(json, [&](value document) {
+    for (value element : document.get_array()) {
       object o = element.get_object();
       VrrpdRouter r;
       r.vrid = member(o, "vrid", vrid);
@@ -158,18 +150,18 @@ std::vector<VrrpdRouter> parseShowVrrp(std::string_view json) {
 
 std::map<RouterKey, U32> parseConfiguredPriorities(std::string_view json) {
   std::map<RouterKey, U32> priorities;
-  parse(json, [&](simdjson::ondemand::document& document) {
+  parse(json, [&](value document) {
     // A daemon without interfaces answers without the subtree.
-    auto lib = document.get_object().find_field_unordered("frr-interface:lib");
+    auto lib = document.get_object().at_key("frr-interface:lib");
     if (lib.error() == simdjson::NO_SUCH_FIELD) return;
-    auto interfaces = lib.get_object().find_field_unordered("interface");
+    auto interfaces = lib.get_object().at_key("interface");
     if (interfaces.error() == simdjson::NO_SUCH_FIELD) return;
-    for (auto element : interfaces.get_array()) {
+    for (value element : interfaces.get_array()) {
       object intf = element.get_object();
       Lirex::IntfId name = member(intf, "name", interface);
-      auto vrrp = intf.find_field_unordered("frr-vrrpd:vrrp");
+      auto vrrp = intf.at_key("frr-vrrpd:vrrp");
       if (vrrp.error() == simdjson::NO_SUCH_FIELD) continue;
-      for (auto group : vrrp.get_object().find_field_unordered("vrrp-group").get_array()) {
+      for (value group : vrrp.get_object().at_key("vrrp-group").get_array()) {
         object g = group.get_object();
         U32 id = member(g, "virtual-router-id", vrid);
         priorities[{name, id}] = member(g, "priority", priority);
